@@ -1,0 +1,37 @@
+#include "cgiCommon.h"
+
+#include "requestBody.h"
+#include "zutl_url.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace {
+
+void insertField(std::string_view field, Settings& params) {
+    const size_t equals = field.find('=');
+    const zutl::String name(field.substr(0, equals));
+    const zutl::String value(equals == field.npos ? field : field.substr(equals + 1));
+    // Lower case first: a capital letter can still be had through an escape.
+    params.insert(zutl::url::decode(name.toLower(), false), zutl::url::decode(value, false));
+}
+
+void parseForm(std::string_view form, Settings& params) {
+    params.clear();
+    while (!form.empty()) {
+        const size_t end = std::min(form.find('&'), form.size());
+        if (end > 0)
+            insertField(form.substr(0, end), params);
+        form.remove_prefix(std::min(end + 1, form.size()));
+    }
+}
+
+} // namespace
+
+void parseGet(Settings& params) {
+    parseForm(zutl::String::fromEnvVarible("QUERY_STRING"), params);
+}
+
+void parsePost(Settings& params) {
+    parseForm(readBody(), params);
+}

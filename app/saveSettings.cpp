@@ -1,0 +1,97 @@
+// The settings gateway: for one request, decodes the form, saves the settings, signals the application, and
+// sends the browser back to the page with the outcome.
+
+#include "appSignal.h"
+#include "cgiCommon.h"
+#include "requestBody.h"
+#include "settingsFile.h"
+#include "zutl_File.h"
+#include "zutl_url.h"
+
+#include <algorithm>
+#include <csignal>
+#include <cstdlib>
+#include <string_view>
+#include <unistd.h>
+
+namespace {
+
+using FormParser = void (*)(Settings&);
+
+std::string_view environment(const char* name) {
+    const char* const value = std::getenv(name);
+    return value != nullptr ? value : "";
+}
+
+// Null for a request that carries no form this program reads.
+FormParser formParser() {
+    const std::string_view method = environment("REQUEST_METHOD");
+    if (method == "GET")
+        return parseGet;
+    if (method == "POST" && environment("CONTENT_TYPE") == "application/x-www-form-urlencoded")
+        return parsePost;
+    return nullptr;
+}
+
+// An answer that nobody takes any more is no failure of the request.
+void print(std::string_view text) {
+    zutl::writeAll(STDOUT_FILENO, text.data(), text.size());
+}
+
+void printError(const char* text) {
+    print("Content-Type: text/plain\r\n\r\n");
+    print(text);
+    print("\n");
+}
+
+// The status word for the outcome. Whatever goes wrong on the way, there is one.
+zutl::String saveAndSignal(FormParser parse) {
+    zutl::String status("false");
+    try {
+        Settings params;
+        parse(params);
+        if (saveXML(params))
+            restartApp(status);
+    } catch (...) {
+        // The settings file is as it was, or the application could not be identified: that is what "false"
+        // says.
+    }
+    return status;
+}
+
+// The address of the page that sent the form, with the status among its query parameters.
+zutl::String returnAddress(const zutl::String& status) {
+    zutl::url page(zutl::String::fromEnvVarible("HTTP_REFERER"));
+    page.parameters["success"] = status;
+    zutl::String address = page;
+    // Such a byte could end the header line and begin another.
+    const auto breaksHeader = [](unsigned char byte) { return byte < 0x20 || byte == 0x7F; };
+    if (std::any_of(address.begin(), address.end(), breaksHeader))
+        address = "?success=" + status;
+    return address;
+}
+
+void redirect(const zutl::String& status) {
+    try {
+        print("Location: " + returnAddress(status) + "\r\n\r\n");
+    } catch (...) { // memory ran out: without the page's address the answer takes none
+        print("Location: ?success=");
+        print(status);
+        print("\r\n\r\n");
+    }
+}
+
+} // namespace
+
+int main() {
+    // A browser that has gone shall not end the program before its work is done.
+    std::signal(SIGPIPE, SIG_IGN);
+    const FormParser parse = formParser();
+    if (parse == nullptr) {
+        printError("Unknown request type.");
+        discardBody();
+        return 1;
+    }
+    redirect(saveAndSignal(parse));
+    return 0;
+}

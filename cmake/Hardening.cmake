@@ -1,0 +1,36 @@
+# zu_harden: the usual hardening flags for the library and the program that stand on a device.
+include(CheckCXXCompilerFlag)
+include(CheckCXXSourceCompiles)
+
+option(ZU_HARDENING "Build with stack protector, fortified C library calls, full RELRO and control-flow protection" ON)
+
+add_library(zu_harden INTERFACE)
+if(ZU_HARDENING)
+  target_compile_options(zu_harden INTERFACE -fstack-protector-strong)
+  if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug") # fortifying needs optimisation
+    target_compile_options(zu_harden INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+  endif()
+  foreach(flag -fcf-protection -fstack-clash-protection -mbranch-protection=standard)
+    string(MAKE_C_IDENTIFIER "ZU_HAS${flag}" has)
+    check_cxx_compiler_flag("${flag} -Werror" ${has})
+    if(${has})
+      target_compile_options(zu_harden INTERFACE ${flag})
+    endif()
+  endforeach()
+  target_link_options(zu_harden INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
+endif()
+
+# Static and position independent where the C library has the start files for it, else plainly static, else dynamic.
+function(zu_find_static_link_option result)
+  foreach(option -static-pie -static)
+    string(MAKE_C_IDENTIFIER "ZU_LINKS${option}" links)
+    set(CMAKE_REQUIRED_FLAGS "-fPIE")
+    set(CMAKE_REQUIRED_LINK_OPTIONS ${option})
+    check_cxx_source_compiles("#include <string>\nint main(int c, char** v) { return std::string(v[0]).size() == 0 && c; }" ${links})
+    if(${links})
+      set(${result} ${option} PARENT_SCOPE)
+      return()
+    endif()
+  endforeach()
+  set(${result} "" PARENT_SCOPE)
+endfunction()

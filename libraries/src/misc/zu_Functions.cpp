@@ -1,0 +1,58 @@
+#include "zu_Functions.h"
+
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <strings.h>
+
+pthread_t zu_get_threadid(void) {
+    return pthread_self();
+}
+
+char* zu_strdup(const char* text) {
+    return strdup(text);
+}
+
+char* zu_strcpy(char* destination, size_t size, const char* source) {
+    std::strncpy(destination, source, size);
+    destination[size - 1] = '\0';
+    return destination;
+}
+
+int zu_stricmp(const char* a, const char* b) {
+    return strcasecmp(a, b);
+}
+
+char* zu_strlwr(char* text) {
+    for (char* byte = text; *byte != '\0'; ++byte)
+        *byte = static_cast<char>(std::tolower(static_cast<unsigned char>(*byte)));
+    return text;
+}
+
+char* zu_strupr(char* text) {
+    for (char* byte = text; *byte != '\0'; ++byte)
+        *byte = static_cast<char>(std::toupper(static_cast<unsigned char>(*byte)));
+    return text;
+}
+
+int zu_vscprintf(const char* format, va_list args) {
+    va_list copy;
+    va_copy(copy, args);
+    char byte;
+    const int length = std::vsnprintf(&byte, sizeof byte, format, copy);
+    va_end(copy);
+    return length;
+}
+
+int64_t zu_atoi64(const char* text) {
+    return std::strtoll(text, nullptr, 10);
+}
+
+uint32_t zu_tickcount(void) {
+    timespec now;
+    if (clock_gettime(CLOCK_MONOTONIC, &now) != 0)
+        return 0;
+    return static_cast<uint32_t>(now.tv_sec) * 1000U + static_cast<uint32_t>(now.tv_nsec / 1000000);
+}

@@ -1,0 +1,43 @@
+#include "zutl_File.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace zutl {
+
+bool writeAll(int descriptor, const void* bytes, size_t length) {
+    const char* next = static_cast<const char*>(bytes);
+    while (length > 0) {
+        const ssize_t written = write(descriptor, next, length);
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written <= 0)
+            return false;
+        next += written;
+        length -= static_cast<size_t>(written);
+    }
+    return true;
+}
+
+ssize_t readSome(int descriptor, void* buffer, size_t length) {
+    ssize_t received;
+    do
+        received = read(descriptor, buffer, length);
+    while (received < 0 && errno == EINTR);
+    return received;
+}
+
+File::File(const char* path, int flags, mode_t mode) {
+    do
+        descriptor = open(path, flags | O_CLOEXEC, mode);
+    while (descriptor < 0 && errno == EINTR);
+}
+
+File::~File() {
+    // Not repeated when interrupted: the descriptor is gone all the same.
+    if (isOpen())
+        close(descriptor);
+}
+
+} // namespace zutl

@@ -1,0 +1,279 @@
+#include "zutl_String.h"
+
+#include "zutl_File.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <climits>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <memory>
+
+namespace zutl {
+
+namespace {
+
+constexpr const char* blanks = " \t\n\r";
+
+// A set of bytes that answers in one step, however many it holds.
+class ByteSet {
+public:
+    explicit ByteSet(std::string_view bytes) {
+        for (const char byte : bytes)
+            member[static_cast<unsigned char>(byte)] = true;
+    }
+    bool contains(char byte) const { return member[static_cast<unsigned char>(byte)]; }
+
+    // The first position at or after `from` that holds a byte of the set; npos when there is none.
+    size_t findIn(std::string_view text, size_t from) const {
+        for (size_t position = from; position < text.size(); ++position)
+            if (contains(text[position]))
+                return position;
+        return std::string_view::npos;
+    }
+
+private:
+    std::array<bool, 256> member{};
+};
+
+// Where the quoted section that opens at `open` ends; npos when it never does. A backslash hides the byte
+// after it, and the byte behind that one is looked at only as the closing quote.
+size_t findSectionEnd(std::string_view text, size_t open) {
+    const char quote = text[open];
+    size_t position = open + 1;
+    while (position < text.size()) {
+        if (text[position] == quote)
+            return position;
+        if (text[position] != '\\') {
+            ++position;
+            continue;
+        }
+        if (position + 2 < text.size() && text[position + 2] == quote)
+            return position + 2;
+        position += 3;
+    }
+    return std::string_view::npos;
+}
+
+} // namespace
+
+String& String::operator=(const std::string& text) {
+    std::string::operator=(text);
+    return *this;
+}
+
+String& String::operator=(std::string&& text) noexcept {
+    std::string::operator=(std::move(text));
+    return *this;
+}
+
+String& String::operator=(const char* text) {
+    std::string::operator=(text != nullptr ? text : "");
+    return *this;
+}
+
+String String::fromFormat(const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    // The list must be ended also when memory runs out.
+    struct End {
+        va_list& list;
+        ~End() { va_end(list); }
+    } const end{args};
+    return fromVAList(format, &args);
+}
+
+String String::fromVAList(const char* format, void* args) {
+    va_list& list = *static_cast<va_list*>(args);
+    const int length = zu_vscprintf(format, list);
+    if (length <= 0)
+        return String();
+    const size_t size = static_cast<size_t>(length) + 1;
+    const std::unique_ptr<char[]> buffer(new char[size]);
+    std::vsnprintf(buffer.get(), size, format, list);
+    return String(buffer.get());
+}
+
+String String::fromFloat(float value, int decimals) {
+    return fromFormat("%.*f", decimals, static_cast<double>(value));
+}
+
+String String::fromInteger(int value) {
+    std::array<char, 12> digits; // the sign and ten digits fit
+    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr;
+    return String(std::string_view(digits.data(), static_cast<size_t>(end - digits.data())));
+}
+
+String String::fromEnvVarible(const char* name) {
+    return String(std::getenv(name));
+}
+
+String String::sanitize(const String& text, const char* allowed) {
+    const ByteSet kept(allowed != nullptr ? allowed : "");
+    String result;
+    std::copy_if(text.begin(), text.end(), std::back_inserter(result),
+                 [&](char byte) { return kept.contains(byte); });
+    return result.trim();
+}
+
+unsigned int String::copyString(char* buffer, unsigned int max) const {
+    const size_t length = std::min<size_t>(max, size());
+    std::memcpy(buffer, data(), length);
+    buffer[length] = '\0';
+    return static_cast<unsigned int>(length);
+}
+
+int String::iCompare(const String& other) const {
+    return zu_stricmp(c_str(), other.c_str());
+}
+
+bool String::hasPrefix(const String& prefix) const {
+    return compare(0, prefix.size(), prefix) == 0;
+}
+
+bool String::isNumeric(bool& isInteger) const {
+    isInteger = true;
+    bool started = false;
+    bool ended = false;
+    for (const char byte : *this) {
+        if (byte == ' ' || byte == '\t') {
+            ended = started;
+        } else if (byte >= '0' && byte <= '9') {
+            if (ended)
+                return false;
+            started = true;
+        } else if ((byte == '+' || byte == '-') && !started) {
+            started = true;
+        } else if (byte == '.' && isInteger && !ended) {
+            started = true;
+            isInteger = false;
+        } else {
+            return false;
+        }
+    }
+    return started;
+}
+
+int String::toInt() const {
+    constexpr long least = INT_MIN; // long is wider than int on some machines
+    constexpr long most = INT_MAX;
+    return static_cast<int>(std::clamp(std::strtol(c_str(), nullptr, 10), least, most));
+}
+
+unsigned int String::toUnsignedInt() const {
+    return static_cast<unsigned int>(std::max(0, toInt()));
+}
+
+bool String::toBool() const {
+    for (const char* const word : {"true", "t", "yes", "y", "on"})
+        if (zu_stricmp(c_str(), word) == 0)
+            return true;
+    return toInt() != 0;
+}
+
+std::vector<unsigned int> String::findAll(const String& delimiters, const String& quotes) const {
+    const ByteSet delimiterSet(delimiters);
+    const ByteSet quoteSet(quotes);
+    std::vector<unsigned int> positions;
+    size_t delimiter = delimiterSet.findIn(*this, 0);
+    size_t quote = quoteSet.findIn(*this, 0);
+    while (delimiter != npos) {
+        if (delimiter < quote) {
+            positions.push_back(static_cast<unsigned int>(delimiter));
+            delimiter = delimiterSet.findIn(*this, delimiter + 1);
+            continue;
+        }
+        const size_t sectionEnd = findSectionEnd(*this, quote);
+        if (sectionEnd == npos)
+            break;
+        // Searched again only when the section has swallowed it, so that the whole walk stays linear.
+        if (delimiter <= sectionEnd)
+            delimiter = delimiterSet.findIn(*this, sectionEnd + 1);
+        quote = quoteSet.findIn(*this, sectionEnd + 1);
+    }
+    return positions;
+}
+
+std::vector<String> String::tokenize(const String& delimiters, const String& quotes) const {
+    std::vector<String> tokens;
+    tokenize(*this, delimiters, tokens, quotes);
+    return tokens;
+}
+
+String String::toLower() const {
+    String result(c_str());
+    zu_strlwr(result.data());
+    return result;
+}
+
+String String::toUpper() const {
+    String result(c_str());
+    zu_strupr(result.data());
+    return result;
+}
+
+String String::trim() const {
+    const size_t first = find_first_not_of(blanks);
+    if (first == npos)
+        return String();
+    const size_t last = find_last_not_of(blanks);
+    return String(std::string_view(*this).substr(first, last - first + 1));
+}
+
+String String::padEnd(unsigned int width, char fill) const {
+    if (size() >= width)
+        return *this;
+    String result(c_str());
+    result.append(width - size(), fill);
+    return result;
+}
+
+String String::abbreviate(unsigned int max) const {
+    constexpr std::string_view points = "...";
+    if (max < points.size())
+        return String();
+    if (size() <= max)
+        return *this;
+    String result(std::string_view(*this).substr(0, max - points.size()));
+    result += points;
+    return result;
+}
+
+String String::extract(const String& begin, const String& end) const {
+    const size_t opening = find(begin);
+    if (opening == npos)
+        return String();
+    const size_t from = opening + begin.size();
+    const size_t to = find(end, from);
+    if (to == npos)
+        return String();
+    return String(std::string_view(*this).substr(from, to - from));
+}
+
+bool String::toFile(const char* path) const {
+    const File file(path, O_WRONLY | O_CREAT | O_TRUNC);
+    return file.isOpen() && writeAll(file.get(), data(), size());
+}
+
+bool String::fromFile(const char* path) {
+    clear();
+    const File file(path, O_RDONLY);
+    if (!file.isOpen())
+        return false;
+    std::array<char, 4096> block;
+    for (;;) {
+        const ssize_t received = readSome(file.get(), block.data(), block.size());
+        if (received == 0)
+            return true;
+        if (received < 0) {
+            clear();
+            return false;
+        }
+        append(block.data(), static_cast<size_t>(received));
+    }
+}
+
+} // namespace zutl

@@ -1,0 +1,36 @@
+# Shared by the scripts in this folder; source it, do not run it.
+
+# The folder of the repository that the calling script stands in.
+repository=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+
+# need_packages NAME...: makes sure that the Debian packages are installed. Installs what is missing when that is
+# allowed (root, or sudo without a password); otherwise says exactly what to install and ends the script.
+need_packages() {
+    local package missing=() as_root=()
+    for package in "$@"; do
+        dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q '^install ok installed$' || missing+=("$package")
+    done
+    [ ${#missing[@]} -eq 0 ] && return 0
+
+    if [ "$(id -u)" -ne 0 ]; then
+        as_root=(sudo -n)
+        if ! sudo -n true 2>/dev/null; then
+            echo "Missing packages. Please run: sudo apt-get install --no-install-recommends ${missing[*]}" >&2
+            exit 1
+        fi
+    fi
+    echo "Installing: ${missing[*]}" >&2
+    "${as_root[@]}" bash -s "${missing[@]}" <<'INSTALL'
+        set -e
+        export DEBIAN_FRONTEND=noninteractive
+        # A web server's package would start it as a system service; this policy says no while we install.
+        policy=/usr/sbin/policy-rc.d
+        if [ ! -e "$policy" ]; then
+            trap 'rm -f "$policy"' EXIT
+            printf '#!/bin/sh\nexit 101\n' >"$policy"
+            chmod 755 "$policy"
+        fi
+        apt-get -qq update
+        apt-get -qq -y -o DPkg::Lock::Timeout=300 install --no-install-recommends "$@" >/dev/null
+INSTALL
+}

@@ -1,0 +1,61 @@
+#include "zu_Functions.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <string>
+#include <thread>
+
+extern "C" int lengthFromC(const char* format, ...);
+
+TEST(Functions, CopiesAtMostWhatFitsAndFillsTheRest) {
+    char buffer[6];
+    std::memset(buffer, 'x', sizeof buffer);
+    EXPECT_EQ(zu_strcpy(buffer, 5, "ab"), buffer);
+    EXPECT_EQ(std::string(buffer, 6), std::string("ab\0\0\0x", 6));
+    EXPECT_STREQ(zu_strcpy(buffer, 3, "abcdef"), "ab");
+    EXPECT_STREQ(zu_strcpy(buffer, 1, "abcdef"), "");
+    char* const copy = zu_strdup("text");
+    EXPECT_STREQ(copy, "text");
+    std::free(copy);
+}
+
+TEST(Functions, ChangeAsciiLettersOnly) {
+    char text[] = "aZ\xC3\x84[`{";
+    EXPECT_STREQ(zu_strupr(text), "AZ\xC3\x84[`{");
+    EXPECT_STREQ(zu_strlwr(text), "az\xC3\x84[`{");
+    EXPECT_EQ(zu_stricmp("HeLLo", "hEllO"), 0);
+    EXPECT_LT(zu_stricmp("abc", "ABD"), 0);
+    EXPECT_GT(zu_stricmp("b", "ABC"), 0);
+}
+
+TEST(Functions, MeasuringLeavesTheArgumentsToTheCaller) {
+    const auto format = [](const char* pattern, ...) {
+        va_list args;
+        va_start(args, pattern);
+        const int length = zu_vscprintf(pattern, args);
+        std::string text(static_cast<size_t>(length), '\0');
+        vsnprintf(text.data(), text.size() + 1, pattern, args);
+        va_end(args);
+        return text;
+    };
+    EXPECT_EQ(format("%d-%s-%.2f", 42, "words", 0.5), "42-words-0.50");
+    EXPECT_EQ(lengthFromC("%s", "four"), 4);
+}
+
+TEST(Functions, Read64BitNumbers) {
+    const std::pair<const char*, int64_t> cases[] = {
+        {" 42x", 42}, {"-7", -7}, {"x", 0}, {"", 0}, {"9223372036854775808", INT64_MAX}};
+    for (const auto& [text, number] : cases)
+        EXPECT_EQ(zu_atoi64(text), number) << text;
+}
+
+TEST(Functions, ClockMovesForwardAndThreadsDiffer) {
+    const uint32_t start = zu_tickcount();
+    std::this_thread::sleep_for(std::chrono::milliseconds(3));
+    EXPECT_GE(zu_tickcount() - start, 3U);
+    pthread_t other{};
+    std::thread([&] { other = zu_get_threadid(); }).join();
+    EXPECT_TRUE(pthread_equal(zu_get_threadid(), pthread_self()));
+    EXPECT_FALSE(pthread_equal(zu_get_threadid(), other));
+}

@@ -1,0 +1,233 @@
+#include "zutl_String.h"
+
+#include "temporaryFile.h"
+
+#include <cstdarg>
+#include <gtest/gtest.h>
+#include <limits>
+#include <list>
+
+using zutl::String;
+using namespace std::string_literals;
+
+namespace {
+
+std::string list(const std::vector<String>& tokens) {
+    std::string text;
+    for (const String& token : tokens)
+        text += "(" + token + ")";
+    return text;
+}
+
+std::string formatted(const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    const String text = String::fromVAList(format, &args);
+    va_end(args);
+    return text;
+}
+
+} // namespace
+
+TEST(String, TakesANullPointerForEmptyText) {
+    const char* const none = nullptr;
+    EXPECT_EQ(String(none), "");
+    String text("before");
+    EXPECT_EQ(text = none, "");
+    EXPECT_EQ(text = std::string("a\0b", 3), std::string("a\0b", 3));
+    EXPECT_EQ(text = "c", "c");
+}
+
+TEST(String, Formats) {
+    EXPECT_EQ(String::fromFormat("%s=%d", "a", 7), "a=7");
+    EXPECT_EQ(String::fromFormat("%s", std::string(100000, 'x').c_str()), std::string(100000, 'x'));
+    EXPECT_EQ(String::fromFormat("a%cb", 0), "a");
+    EXPECT_EQ(formatted("%d %s %lld", -1, "two", 3LL), "-1 two 3");
+    EXPECT_EQ(String::fromFloat(2.5F, 2), "2.50");
+    EXPECT_EQ(String::fromFloat(1.0F, 0), "1");
+    EXPECT_EQ(String::fromInteger(-7), "-7");
+    EXPECT_EQ(String::fromInteger(0), "0");
+    EXPECT_EQ(String::fromInteger(std::numeric_limits<int>::min()), "-2147483648");
+    EXPECT_EQ(String::fromInteger(std::numeric_limits<int>::max()), "2147483647");
+}
+
+TEST(String, ReadsTheEnvironment) {
+    setenv("ZU_TEST_VARIABLE", "value", 1);
+    EXPECT_EQ(String::fromEnvVarible("ZU_TEST_VARIABLE"), "value");
+    unsetenv("ZU_TEST_VARIABLE");
+    EXPECT_EQ(String::fromEnvVarible("ZU_TEST_VARIABLE"), "");
+}
+
+TEST(String, CopiesIntoABufferAndEndsIt) {
+    const std::tuple<const char*, unsigned, std::string> cases[] = {
+        {"abcdef", 3, "abc\0#"s}, {"ab", 3, "ab\0##"s}, {"", 3, "\0####"s}, {"abcdef", 0, "\0####"s}};
+    for (const auto& [text, max, expected] : cases) {
+        std::string buffer(5, '#');
+        EXPECT_EQ(String(text).copyString(buffer.data(), max), expected.find('\0')) << text;
+        EXPECT_EQ(buffer, expected) << text;
+    }
+}
+
+TEST(String, ComparesWithoutRegardToCase) {
+    EXPECT_EQ(String("Content-TYPE").iCompare("content-type"), 0);
+    EXPECT_LT(String("a").iCompare("B"), 0);
+    EXPECT_GT(String("b").iCompare("A"), 0);
+    EXPECT_NE(String("\xC3\x84").iCompare("\xC3\xA4"), 0);
+    EXPECT_EQ(String("a\0b"s).iCompare("A\0c"s), 0);
+}
+
+TEST(String, KnowsItsPrefixes) {
+    EXPECT_TRUE(String("abcabc").hasPrefix(""));
+    EXPECT_TRUE(String("abcabc").hasPrefix("abc"));
+    EXPECT_TRUE(String("").hasPrefix(""));
+    EXPECT_FALSE(String("abcabc").hasPrefix("bc"));
+    EXPECT_FALSE(String("ab").hasPrefix("abc"));
+}
+
+TEST(String, TellsNumbers) {
+    const std::tuple<const char*, bool, bool> cases[] = {
+        {"", false, true},       {"   ", false, true}, {" -12 ", true, true}, {"\t7\t", true, true},
+        {"3.5", true, false},    {".5", true, false},  {"5.", true, false},   {"1 2", false, true},
+        {"1.2.3", false, false}, {"1e5", false, true}, {"--1", false, true},  {"1-", false, true},
+        {"5\n", false, true},    {"+", true, true},    {"-", true, true},     {".", true, false},
+        {"1 .", false, true},    {"1. ", true, false}, {"- 1", false, true},  {".x", false, false}};
+    for (const auto& [text, numeric, integer] : cases) {
+        bool isInteger = !integer;
+        EXPECT_EQ(String(text).isNumeric(isInteger), numeric) << text;
+        EXPECT_EQ(isInteger, integer) << text;
+    }
+}
+
+TEST(String, ConvertsToNumbersAndTruth) {
+    const std::tuple<const char*, int, unsigned> numbers[] = {
+        {"42abc", 42, 42},
+        {"-5", -5, 0},
+        {"abc", 0, 0},
+        {" \n7", 7, 7},
+        {"", 0, 0},
+        {"+3", 3, 3},
+        {"99999999999", 2147483647, 2147483647},
+        {"-99999999999", std::numeric_limits<int>::min(), 0}};
+    for (const auto& [text, number, natural] : numbers) {
+        EXPECT_EQ(String(text).toInt(), number) << text;
+        EXPECT_EQ(String(text).toUnsignedInt(), natural) << text;
+    }
+    for (const char* const text : {"TRUE", "Yes", "y", "On", "t", "1", "-1", "12abc", " 1", "99999999999"})
+        EXPECT_TRUE(String(text).toBool()) << text;
+    for (const char* const text : {"false", "no", "off", "", "0", " true", "truely", "0.5"})
+        EXPECT_FALSE(String(text).toBool()) << text;
+}
+
+TEST(String, TransformsACopy) {
+    const String text("MiXed \xC3\x84 1");
+    EXPECT_EQ(text.toLower(), "mixed \xC3\x84 1");
+    EXPECT_EQ(text.toUpper(), "MIXED \xC3\x84 1");
+    EXPECT_EQ(String("Ab\0C"s).toLower(), "ab");
+    EXPECT_EQ(String(" a b\r\n\t ").trim(), "a b");
+    EXPECT_EQ(String(" \t\r\n").trim(), "");
+    EXPECT_EQ(String("\va\v").trim(), "\va\v");
+    EXPECT_EQ(String(" a\0b "s).trim(), "a\0b"s);
+    EXPECT_EQ(String("ab").padEnd(5, '*'), "ab***");
+    EXPECT_EQ(String("abcdef").padEnd(5, '*'), "abcdef");
+    EXPECT_EQ(String("a\0bcd"s).padEnd(5, '*'), "a\0bcd"s);
+    EXPECT_EQ(String("a\0b"s).padEnd(5, '*'), "a**");
+}
+
+TEST(String, AbbreviatesWithThreePoints) {
+    const std::tuple<const char*, unsigned, const char*> cases[] = {{"Hello world", 8, "Hello..."},
+                                                                    {"Hello world", 3, "..."},
+                                                                    {"Hello world", 11, "Hello world"},
+                                                                    {"Hello world", 99, "Hello world"},
+                                                                    {"ab", 2, ""},
+                                                                    {"ab", 1, ""},
+                                                                    {"", 0, ""},
+                                                                    {"ab", 3, "ab"}};
+    for (const auto& [text, max, expected] : cases)
+        EXPECT_EQ(String(text).abbreviate(max), expected) << text << max;
+}
+
+TEST(String, ExtractsBetweenTwoMarks) {
+    const std::tuple<const char*, const char*, const char*, const char*> cases[] = {
+        {"x[abc]y", "[", "]", "abc"}, {"x]abc[y", "[", "]", ""}, {"x[abc", "[", "]", ""},
+        {"[[a]]", "[[", "]]", "a"},   {"abc", "", "c", "ab"},    {"abc", "a", "", ""},
+        {"||a|", "|", "|", ""}};
+    for (const auto& [text, begin, end, expected] : cases)
+        EXPECT_EQ(String(text).extract(begin, end), expected) << text;
+}
+
+TEST(String, KeepsOnlyAllowedBytes) {
+    EXPECT_EQ(String::sanitize("  a-b c ", "abc "), "ab c");
+    EXPECT_EQ(String::sanitize("abc", ""), "");
+    EXPECT_EQ(String::sanitize("abc", nullptr), "");
+    EXPECT_EQ(String::sanitize("a\0b"s, "ab"), "ab");
+}
+
+TEST(String, SplitsAtDelimitersOutsideQuotes) {
+    const std::tuple<std::string, const char*, const char*, const char*> cases[] = {
+        {"a=1&&b=2&", "&", "", "(a=1)(b=2)"},
+        {"&", "&", "", ""},
+        {"", "&", "", ""},
+        {"a&b", "", "", "(a&b)"},
+        {"/opt/app/html", "/", "", "(opt)(app)(html)"},
+        {"a,b;c", ",;", "", "(a)(b)(c)"},
+        {"a,|b,c|,d", ",", "|", "(a)(|b,c|)(d)"},
+        {"a,|b\\|,c|,d", ",", "|", "(a)(|b\\|,c|)(d)"},
+        {"a,|b,c", ",", "|", "(a)(|b,c)"},
+        {"a,'b|,c',|d',|,e", ",", "|'", "(a)('b|,c')(|d',|)(e)"},
+        {"|a|,b", ",", "|", "(|a|)(b)"},
+        {"a,b|c|", ",", "|", "(a)(b|c|)"},
+        {",a,b,", ",", ",", "(,a,b,)"},                 // a delimiter that is also a quote opens a section
+        {"|a\\b|,c", ",", "|", "(|a\\b|)(c)"},         // the byte after next closes
+        {"|\\a\\|,b|,c", ",", "|", "(|\\a\\|)(b|,c)"}, // a backslash after next is no escape
+        {"|a\\", ",", "|", "(|a\\)"},
+        {"|a\\x", ",", "|", "(|a\\x)"},
+        {"a\0b,\0c"s, ",", "", "(a)()"},
+    };
+    for (const auto& [text, delimiters, quotes, expected] : cases)
+        EXPECT_EQ(list(String(text).tokenize(delimiters, quotes)), expected) << text;
+
+    std::vector<String> tokens = {"before"};
+    String::tokenize("a b", " ", tokens, "");
+    EXPECT_EQ(list(tokens), "(before)(a)(b)");
+    EXPECT_EQ(String("a,b,,c").findAll(",", ""), (std::vector<unsigned>{1, 3, 4}));
+}
+
+TEST(String, SplitsHostileTextInOnePass) {
+    // Every section ends before the only delimiter: a search from the start for each of them would never come
+    // to an end.
+    std::string text;
+    for (int i = 0; i < 1000000; ++i)
+        text += "||";
+    EXPECT_EQ(String(text + ",x").tokenize(",", "|").size(), 2U);
+}
+
+TEST(String, JoinsWithASeparator) {
+    EXPECT_EQ(String::join(std::list<String>{}, ", "), "");
+    EXPECT_EQ(String::join(std::list<String>{"a"}, ", "), "a");
+    EXPECT_EQ(String::join(std::list<String>{"a", "b", "c"}, ", "), "a, b, c");
+    EXPECT_EQ(String::join(std::vector<String>{"", ""}, "\0"s), "\0"s);
+}
+
+TEST(String, GoesToAFileAndBack) {
+    const TemporaryFile file("longer than what follows");
+    const String text("a\0b\n"s);
+    EXPECT_TRUE(text.toFile(file.path()));
+    EXPECT_EQ(file.bytes(), text);
+    const String large(std::string(100001, 'x'));
+    for (const String& content : {text, String(), large}) {
+        String read("before");
+        EXPECT_TRUE(content.toFile(file.path()));
+        EXPECT_TRUE(read.fromFile(file.path()));
+        EXPECT_EQ(read, content);
+    }
+}
+
+TEST(String, ReportsFilesThatFail) {
+    for (const char* const path : {"/nonexistent/file", "/tmp"}) {
+        String text("before");
+        EXPECT_FALSE(text.toFile(path)) << path;
+        EXPECT_FALSE(text.fromFile(path)) << path;
+        EXPECT_EQ(text, "") << path;
+    }
+    EXPECT_FALSE(String("x").toFile("/dev/full"));
+}

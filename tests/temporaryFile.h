@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <unistd.h>
+
+// A file name of the test's own; whatever stands under it goes with the object.
+class TemporaryFile {
+public:
+    TemporaryFile() {
+        char pattern[] = "/tmp/zu_test.XXXXXX";
+        close(mkstemp(pattern));
+        name = pattern;
+    }
+    explicit TemporaryFile(const std::string& bytes) : TemporaryFile() {
+        std::ofstream(name, std::ios::binary) << bytes;
+    }
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+    ~TemporaryFile() { std::remove(path()); }
+
+    const char* path() const { return name.c_str(); }
+    std::string bytes() const {
+        std::ifstream file(name, std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+private:
+    std::string name;
+};

@@ -1,0 +1,10 @@
+/* Compiles only while the helpers' header is C. */
+#include "zu_Functions.h"
+
+int lengthFromC(const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    int length = zu_vscprintf(format, args);
+    va_end(args);
+    return length;
+}
