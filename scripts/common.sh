@@ -1,6 +1,8 @@
+# shellcheck shell=bash
 # Shared by the scripts in this folder; source it, do not run it.
 
 # The folder of the repository that the calling script stands in.
+# shellcheck disable=SC2034 # for the scripts that source this
 repository=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 # need_packages NAME...: makes sure that the Debian packages are installed. Installs what is missing when that is
