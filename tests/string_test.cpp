@@ -176,7 +176,7 @@ TEST(String, SplitsAtDelimitersOutsideQuotes) {
         {"a,'b|,c',|d',|,e", ",", "|'", "(a)('b|,c')(|d',|)(e)"},
         {"|a|,b", ",", "|", "(|a|)(b)"},
         {"a,b|c|", ",", "|", "(a)(b|c|)"},
-        {",a,b,", ",", ",", "(,a,b,)"},                 // a delimiter that is also a quote opens a section
+        {",a,b,", ",", ",", "(,a,b,)"},                // a delimiter that is also a quote opens a section
         {"|a\\b|,c", ",", "|", "(|a\\b|)(c)"},         // the byte after next closes
         {"|\\a\\|,b|,c", ",", "|", "(|\\a\\|)(b|,c)"}, // a backslash after next is no escape
         {"|a\\", ",", "|", "(|a\\)"},

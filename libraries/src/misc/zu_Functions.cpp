@@ -41,6 +41,7 @@ int zu_vscprintf(const char* format, va_list args) {
     va_list copy;
     va_copy(copy, args);
     char byte;
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): va_copy has set it
     const int length = std::vsnprintf(&byte, sizeof byte, format, copy);
     va_end(copy);
     return length;

@@ -34,7 +34,7 @@ char* zu_strupr(char* text);
 /* The number of bytes that the formatted text needs, without the terminating zero; negative for a format that
    cannot be printed. The argument list is left as it was, so that the caller can format from it afterwards.
  */
-int zu_vscprintf(const char* format, va_list args);
+int zu_vscprintf(const char* format, va_list args) __attribute__((format(printf, 1, 0)));
 
 /* Signed 64-bit decimal conversion: leading blanks and a sign allowed, stops at the first non-digit, 0
    without digits, saturates at the limits of the type. */

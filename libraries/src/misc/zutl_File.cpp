@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace zutl {
@@ -26,6 +27,26 @@ ssize_t readSome(int descriptor, void* buffer, size_t length) {
         received = read(descriptor, buffer, length);
     while (received < 0 && errno == EINTR);
     return received;
+}
+
+bool readAll(int descriptor, void* buffer, size_t length) {
+    char* next = static_cast<char*>(buffer);
+    while (length > 0) {
+        const ssize_t received = readSome(descriptor, next, length);
+        if (received <= 0)
+            return false;
+        next += received;
+        length -= static_cast<size_t>(received);
+    }
+    return true;
+}
+
+bool sizeOf(int descriptor, std::uint64_t& size) {
+    struct stat status;
+    if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode))
+        return false;
+    size = static_cast<std::uint64_t>(status.st_size);
+    return true;
 }
 
 File::File(const char* path, int flags, mode_t mode) {

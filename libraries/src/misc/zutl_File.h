@@ -4,6 +4,7 @@
 // repeated.
 
 #include <cstddef>
+#include <cstdint>
 #include <sys/types.h>
 
 namespace zutl {
@@ -13,6 +14,12 @@ bool writeAll(int descriptor, const void* bytes, size_t length);
 
 // Reads what one call gives, up to length bytes: 0 at the end of the file, -1 with errno set on an error.
 ssize_t readSome(int descriptor, void* buffer, size_t length);
+
+// Reads exactly length bytes; false when there are fewer or on an error.
+bool readAll(int descriptor, void* buffer, size_t length);
+
+// The size in bytes of a regular file; false for anything else, whose size cannot be told.
+bool sizeOf(int descriptor, std::uint64_t& size);
 
 // An open file, closed when the object goes. It is not handed on to programs that are started.
 class File {

@@ -93,6 +93,7 @@ String String::fromVAList(const char* format, void* args) {
         return String();
     const size_t size = static_cast<size_t>(length) + 1;
     const std::unique_ptr<char[]> buffer(new char[size]);
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): the caller has started it
     std::vsnprintf(buffer.get(), size, format, list);
     return String(buffer.get());
 }
@@ -251,6 +252,13 @@ String String::extract(const String& begin, const String& end) const {
     if (to == npos)
         return String();
     return String(std::string_view(*this).substr(from, to - from));
+}
+
+String::operator SmartArray<char>() const {
+    const size_t length = size() + 1;
+    SmartArray<char> array(new char[length], static_cast<unsigned int>(length));
+    zu_strcpy(&*array, length, c_str());
+    return array;
 }
 
 bool String::toFile(const char* path) const {

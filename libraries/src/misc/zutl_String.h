@@ -2,6 +2,8 @@
 // zutl::String, the string of the whole system: plain bytes, no character set.
 
 #include "zu_Functions.h"
+#include "zusl_Serializable.h"
+#include "zutl_SmartArray.h"
 
 #include <cstring>
 #include <string>
@@ -15,7 +17,7 @@ namespace zutl {
 // that say "C text" see it only up to its first one.
 //
 // Nothing here reports an error for bad input. Only memory that runs out is thrown (std::bad_alloc).
-class String : public std::string {
+class String : public std::string, public zusl::Serializable {
 public:
     String() = default;
     String(const String& other) = default;
@@ -24,7 +26,7 @@ public:
     String(std::string&& text) noexcept : std::string(std::move(text)) {}
     String(const char* text) : std::string(text != nullptr ? text : "") {}
     explicit String(std::string_view text) : std::string(text) {}
-    virtual ~String() = default;
+    ~String() override = default;
 
     String& operator=(const String& other) = default;
     String& operator=(String&& other) noexcept = default;
@@ -40,7 +42,7 @@ public:
 
     // The same for a list of arguments that the caller has started and will end; args points at the va_list
     // itself.
-    static String fromVAList(const char* format, void* args);
+    static String fromVAList(const char* format, void* args) __attribute__((format(printf, 1, 0)));
 
     // Fixed notation with exactly `decimals` digits after the point.
     static String fromFloat(float value, int decimals);
@@ -67,10 +69,6 @@ public:
 
     // --- Queries and conversions
     // ---------------------------------------------------------------------------------
-
-    // Copies the first `max` bytes (all, when there are fewer) and a zero byte after them. Returns the number
-    // of text bytes copied. The caller provides max + 1 bytes.
-    virtual unsigned int copyString(char* buffer, unsigned int max) const;
 
     // Compares as C text without regard to case: negative, zero or positive.
     int iCompare(const String& other) const;
@@ -122,16 +120,51 @@ public:
     // The bytes between the first `begin` and the next `end` after it; empty when either is missing.
     String extract(const String& begin, const String& end) const;
 
-    // --- Text files
-    // ----------------------------------------------------------------------------------------------
+    // --- Markup
+    // --------------------------------------------------------------------------------------------------
 
-    // Writes the bytes to the file, which is created or cut to zero length first. True when all of them
-    // reached it.
-    virtual bool toFile(const char* path) const;
+    // The text with the five characters & < > ' " replaced by their entities, and back. Decoding leaves every
+    // other entity and character reference as it is.
+    static String encodeHtml(const String& text);
+    static String decodeHtml(const String& text);
 
-    // Empties the text, then takes the whole file. False, with an empty text, when it cannot be opened or
-    // read.
-    virtual bool fromFile(const char* path);
+    // The text with every complete element of the name replaced; what is nested in one goes with it. An open
+    // tag without a close tag stays. The replacement is put in as it is and not searched.
+    String replaceElement(const String& name, const String& replacement) const;
+
+    // --- Serialized forms (zusl::Serializable)
+    // -------------------------------------------------------------------
+
+    unsigned int getTypeId() const override;
+    std::string getTypeName() const override;
+
+    // <name>the text with its entities</name>, up to its first zero byte; <name/> for an empty text; nothing
+    // for a null name. The name is not escaped.
+    std::string toXML() const override;
+    std::string toXML(const char* name) const override;
+
+    // Takes the value of the element; false, with the text unchanged, when there is no document.
+    bool fromXML(const char* xml) override;
+
+    // The binary form: the length in 4 bytes, the text, a zero byte. Reading goes by the zero byte alone: a
+    // text that holds one comes back cut. Throws "zusl::Serializable::fromBin() - Failed!", with the text
+    // unchanged, when there is none within the length.
+    unsigned int getBinLength() const override;
+    unsigned int toBin(unsigned char* buffer) const override;
+    unsigned int fromBin(const unsigned char* data, unsigned int length) override;
+
+    // The file form is the bytes of the text alone. toFile creates the file or cuts it to zero length first,
+    // and gives true when all of the text reached it. fromFile empties the text first; false, with an empty
+    // text, when the file cannot be opened or read.
+    bool toFile(const char* path) const override;
+    bool fromFile(const char* path) override;
+
+    // Copies the first `max` bytes (all, when there are fewer) and a zero byte after them. Returns the number
+    // of text bytes copied. The caller provides max + 1 bytes.
+    virtual unsigned int copyString(char* buffer, unsigned int max) const;
+
+    // A new array of size() + 1 bytes: the C text, filled up with zero bytes.
+    operator SmartArray<char>() const;
 };
 
 template <typename Container>
@@ -162,5 +195,17 @@ String String::join(const Container& items, const String& separator) {
     }
     return result;
 }
+
+// Finds the next open tag of the element at or after `start`: tagStart is the position of its "<", tagEnd
+// that of its ">", selfClosing whether it ends in "/>". False when there is none; the outputs then mean
+// nothing. A ">" in a quoted attribute ends the tag.
+bool findOpenTag(const String& text, unsigned int start, const String& name, unsigned int& tagStart,
+                 unsigned int& tagEnd, bool& selfClosing);
+
+// Finds the close tag of the element whose content begins at `start`, counting nested elements of the name:
+// closeStart is the position of its "<", closeEnd that of its ">". False when there is none; the outputs then
+// mean nothing.
+bool findCloseTag(const String& text, unsigned int start, const String& name, unsigned int& closeStart,
+                  unsigned int& closeEnd);
 
 } // namespace zutl

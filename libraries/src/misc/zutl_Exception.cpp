@@ -1,0 +1,22 @@
+#include "zutl_Exception.h"
+
+namespace zutl {
+
+Exception::~Exception() = default;
+
+const char* Exception::what() const noexcept {
+    return message.c_str();
+}
+
+void throwError(const std::string& className, const std::string& text, const char* file, int line) {
+    std::string message(file);
+    message += " (";
+    message += std::to_string(line);
+    message += "): ";
+    message += className;
+    message += "::";
+    message += text;
+    throw Exception(message.c_str());
+}
+
+} // namespace zutl

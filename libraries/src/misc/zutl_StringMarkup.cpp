@@ -1,0 +1,196 @@
+// The markup operations of zutl::String: entities, tags, elements.
+
+#include "zutl_String.h"
+
+#include <algorithm>
+#include <iterator>
+#include <string_view>
+#include <vector>
+
+namespace zutl {
+
+namespace {
+
+struct Entity {
+    char character;
+    std::string_view name;
+};
+
+constexpr Entity entities[] = {
+    {'&', "&amp;"}, {'<', "&lt;"}, {'>', "&gt;"}, {'\'', "&apos;"}, {'"', "&quot;"}};
+
+// An open tag that is not self-closing, and the ">" of the close tag that balances it.
+struct Element {
+    unsigned int open;
+    unsigned int closeEnd;
+};
+constexpr unsigned int neverClosed = 0xFFFFFFFF;
+
+// The elements of the name in the order of their open tags. One walk with a stack gives for each of them what
+// findCloseTag would.
+std::vector<Element> findElements(const String& text, const String& name) {
+    const String closeTag("</" + name + ">");
+    std::vector<Element> elements;
+    std::vector<size_t> unclosed;
+    unsigned int tagStart;
+    unsigned int tagEnd;
+    bool selfClosing;
+    bool hasOpen = findOpenTag(text, 0, name, tagStart, tagEnd, selfClosing);
+    for (size_t close = text.find(closeTag); close != text.npos;
+         close = text.find(closeTag, close + closeTag.size())) {
+        for (; hasOpen && tagEnd < close;
+             hasOpen = findOpenTag(text, tagEnd, name, tagStart, tagEnd, selfClosing)) {
+            if (selfClosing)
+                continue;
+            unclosed.push_back(elements.size());
+            elements.push_back({tagStart, neverClosed});
+        }
+        if (!unclosed.empty()) {
+            elements[unclosed.back()].closeEnd = static_cast<unsigned int>(close + closeTag.size() - 1);
+            unclosed.pop_back();
+        }
+    }
+    return elements;
+}
+
+} // namespace
+
+String String::encodeHtml(const String& text) {
+    // One pass gives what replacing one character after the other would: no entity is made of another's
+    // bytes.
+    String result;
+    result.reserve(text.size());
+    for (const char byte : text) {
+        const Entity* const entity = std::find_if(std::begin(entities), std::end(entities),
+                                                  [&](const Entity& e) { return e.character == byte; });
+        if (entity == std::end(entities))
+            result += byte;
+        else
+            result += entity->name;
+    }
+    return result;
+}
+
+String String::decodeHtml(const String& text) {
+    // One pass gives what replacing "&amp;" after all others would: a decoded character begins no entity but
+    // "&", and what stands behind that is not looked at again.
+    String result;
+    result.reserve(text.size());
+    std::string_view rest(text);
+    for (size_t ampersand; (ampersand = rest.find('&')) != rest.npos;) {
+        result += rest.substr(0, ampersand);
+        rest.remove_prefix(ampersand);
+        const Entity* const entity =
+            std::find_if(std::begin(entities), std::end(entities),
+                         [&](const Entity& e) { return rest.substr(0, e.name.size()) == e.name; });
+        const bool known = entity != std::end(entities);
+        result += known ? entity->character : '&';
+        rest.remove_prefix(known ? entity->name.size() : 1);
+    }
+    result += rest;
+    return result;
+}
+
+bool findOpenTag(const String& text, unsigned int start, const String& name, unsigned int& tagStart,
+                 unsigned int& tagEnd, bool& selfClosing) {
+    const String pattern("<" + name);
+    size_t end = start;
+    for (;;) {
+        const size_t found = text.find(pattern, end);
+        end = found + pattern.size();
+        if (found == text.npos || end >= text.size())
+            return false;
+        selfClosing = false;
+        bool complete = false;
+        switch (text[end]) {
+        case '>':
+            complete = true;
+            break;
+        case '/':
+            ++end;
+            complete = selfClosing = end < text.size() && text[end] == '>';
+            break;
+        case ' ':
+        case '\t':
+        case '\n':
+        case '\r':
+            end = text.find('>', end);
+            if (end == text.npos)
+                return false;
+            selfClosing = text[end - 1] == '/';
+            complete = true;
+            break;
+        default: // the pattern is only the beginning of a longer name
+            break;
+        }
+        if (complete) {
+            tagStart = static_cast<unsigned int>(found);
+            tagEnd = static_cast<unsigned int>(end);
+            return true;
+        }
+    }
+}
+
+bool findCloseTag(const String& text, unsigned int start, const String& name, unsigned int& closeStart,
+                  unsigned int& closeEnd) {
+    const String closeTag("</" + name + ">");
+    size_t depth = 0;
+    unsigned int tagStart;
+    unsigned int tagEnd;
+    bool selfClosing;
+    // The next open tag is kept until a close tag behind it is met, so that no stretch is walked twice.
+    bool hasOpen = findOpenTag(text, start, name, tagStart, tagEnd, selfClosing);
+    for (size_t close = text.find(closeTag, start); close != text.npos;
+         close = text.find(closeTag, close + closeTag.size())) {
+        for (; hasOpen && tagEnd < close;
+             hasOpen = findOpenTag(text, tagEnd, name, tagStart, tagEnd, selfClosing))
+            depth += selfClosing ? 0 : 1;
+        if (depth == 0) {
+            closeStart = static_cast<unsigned int>(close);
+            closeEnd = static_cast<unsigned int>(close + closeTag.size() - 1);
+            return true;
+        }
+        --depth;
+    }
+    return false;
+}
+
+String String::replaceElement(const String& name, const String& replacement) const {
+    // In a name with a "<" tags could overlap, and where an element ends would hang on where the search
+    // began.
+    const bool tagsMayOverlap = name.find('<') != npos;
+    const std::vector<Element> elements = tagsMayOverlap ? std::vector<Element>() : findElements(*this, name);
+    auto element = elements.begin();
+    const auto findEnd = [&](unsigned int tagStart, unsigned int tagEnd, unsigned int& end) {
+        unsigned int closeStart;
+        if (tagsMayOverlap)
+            return findCloseTag(*this, tagEnd + 1, name, closeStart, end);
+        while (element != elements.end() && element->open < tagStart)
+            ++element;
+        if (element == elements.end() || element->closeEnd == neverClosed)
+            return false;
+        end = element->closeEnd;
+        return true;
+    };
+
+    String result;
+    unsigned int position = 0;
+    unsigned int tagStart;
+    unsigned int tagEnd;
+    bool selfClosing;
+    while (position < size() && findOpenTag(*this, position, name, tagStart, tagEnd, selfClosing)) {
+        unsigned int end = tagEnd;
+        if (selfClosing || findEnd(tagStart, tagEnd, end)) {
+            result.append(*this, position, tagStart - position);
+            result += replacement;
+        } else {
+            result.append(*this, position, tagEnd + 1 - position);
+        }
+        position = end + 1;
+    }
+    if (position < size())
+        result.append(*this, position);
+    return result;
+}
+
+} // namespace zutl

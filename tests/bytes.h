@@ -1,0 +1,52 @@
+#pragma once
+
+#include "zusl_Serializable.h"
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+// Bytes as two hexadecimal digits each, separated by blanks.
+inline std::string hex(const std::string& bytes) {
+    std::string text;
+    for (const char byte : bytes) {
+        char digits[4];
+        std::snprintf(digits, sizeof digits, "%02X ", static_cast<unsigned char>(byte));
+        text += digits;
+    }
+    return text.substr(0, text.empty() ? 0 : text.size() - 1);
+}
+
+inline std::string unhex(const std::string& text) {
+    std::string bytes;
+    for (size_t i = 0; i + 1 < text.size(); i += 3)
+        bytes += static_cast<char>(std::stoi(text.substr(i, 2), nullptr, 16));
+    return bytes;
+}
+
+// The binary form, written into exactly the bytes that were announced, so that a sanitizer sees one too many.
+inline std::string binaryForm(const zusl::Serializable& object) {
+    std::vector<unsigned char> buffer(object.getBinLength());
+    const unsigned int written = object.toBin(buffer.data());
+    return written == buffer.size() ? std::string(buffer.begin(), buffer.end())
+                                    : "toBin wrote another length";
+}
+
+// Reads from a block of exactly these bytes, so that a sanitizer sees a byte read beyond them.
+inline unsigned int readForm(zusl::Serializable& object, const std::string& bytes) {
+    const std::vector<unsigned char> exact(bytes.begin(), bytes.end());
+    return object.fromBin(exact.data(), static_cast<unsigned int>(exact.size()));
+}
+
+// The text of the exception that the action throws; empty when it throws none.
+template <typename Action>
+std::string thrown(Action action) {
+    try {
+        action();
+    } catch (const std::exception& error) {
+        return error.what();
+    }
+    return std::string();
+}
+
+inline const char* const fromBinFailed = "zusl::Serializable::fromBin() - Failed!";

@@ -1,0 +1,161 @@
+#include "zutl_String.h"
+
+#include <gtest/gtest.h>
+
+using zutl::findCloseTag;
+using zutl::findOpenTag;
+using zutl::String;
+using namespace std::string_literals;
+
+namespace {
+
+// The plain procedure that replaceElement must agree with: each open tag with the search for its own close
+// tag.
+std::string replacedSlowly(const String& text, const String& name, const String& replacement) {
+    std::string result;
+    unsigned position = 0, tagStart, tagEnd, closeStart, end;
+    bool selfClosing;
+    while (position < text.size() && findOpenTag(text, position, name, tagStart, tagEnd, selfClosing)) {
+        end = tagEnd;
+        const bool complete = selfClosing || findCloseTag(text, tagEnd + 1, name, closeStart, end);
+        result += complete ? text.substr(position, tagStart - position) + replacement
+                           : text.substr(position, tagEnd + 1 - position);
+        position = end + 1;
+    }
+    return result + text.substr(std::min<size_t>(position, text.size()));
+}
+
+String repeated(const std::string& text, int times) {
+    std::string result;
+    for (int i = 0; i < times; ++i)
+        result += text;
+    return result;
+}
+
+} // namespace
+
+TEST(Markup, EscapesTheFiveCharacters) {
+    const std::pair<std::string, const char*> cases[] = {{"\"'&<>", "&quot;&apos;&amp;&lt;&gt;"},
+                                                         {"&lt;", "&amp;lt;"},
+                                                         {"", ""},
+                                                         {"plain", "plain"},
+                                                         {"a&&b", "a&amp;&amp;b"}};
+    for (const auto& [text, expected] : cases) {
+        EXPECT_EQ(String::encodeHtml(text), expected);
+        EXPECT_EQ(String::decodeHtml(expected), text);
+    }
+    EXPECT_EQ(String::encodeHtml("<\0>"s), "&lt;\0&gt;"s);
+}
+
+TEST(Markup, UnescapesEachEntityOnce) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"&amp;lt;", "&lt;"},  {"&amp;amp;", "&amp;"}, {"&#38;", "&#38;"}, {"&nbsp;&lt", "&nbsp;&lt"},
+        {"&l&lt;t;", "&l<t;"}, {"&&amp;", "&&"},       {"&amp", "&amp"},   {"&", "&"},
+        {"&LT;", "&LT;"},      {"&amp;#38;", "&#38;"}, {"a&gt;b&", "a>b&"}};
+    for (const auto& [text, expected] : cases)
+        EXPECT_EQ(String::decodeHtml(text), expected) << text;
+}
+
+TEST(Markup, FindsOpenTags) {
+    const struct {
+        const char* text;
+        unsigned start;
+        bool found;
+        unsigned tagStart, tagEnd;
+        bool selfClosing;
+    } cases[] = {
+        {"<items><item a=\"1\"/>", 0, true, 7, 19, true},
+        {"<item>", 0, true, 0, 5, false},
+        {"<item/>", 0, true, 0, 6, true},
+        {"<item>", 1, false, 0, 0, false},
+        {"<item", 0, false, 0, 0, false},
+        {"<item ", 0, false, 0, 0, false},
+        {"<item/", 0, false, 0, 0, false},
+        {"<item/x><item>", 0, true, 8, 13, false},
+        {"<item\n\t>", 0, true, 0, 7, false},
+        {"<item a='>'>", 0, true, 0, 9, false},
+        {"<item a>b</item>", 0, true, 0, 7, false},
+        {"<<item>", 0, true, 1, 6, false},
+        {"</item><item >", 0, true, 7, 13, false},
+        {"", 0, false, 0, 0, false},
+    };
+    for (const auto& expected : cases) {
+        unsigned tagStart = 0, tagEnd = 0;
+        bool selfClosing = false;
+        const bool found = findOpenTag(expected.text, expected.start, "item", tagStart, tagEnd, selfClosing);
+        EXPECT_EQ(found, expected.found) << expected.text;
+        if (!found)
+            continue;
+        EXPECT_EQ(tagStart, expected.tagStart) << expected.text;
+        EXPECT_EQ(tagEnd, expected.tagEnd) << expected.text;
+        EXPECT_EQ(selfClosing, expected.selfClosing) << expected.text;
+    }
+}
+
+TEST(Markup, FindsTheBalancingCloseTag) {
+    const std::tuple<const char*, unsigned, int> cases[] = {{"<a><a></a></a>x", 3, 10},
+                                                            {"<a></a>", 3, 3},
+                                                            {"<a><a/></a>", 3, 7},
+                                                            {"<a><a></a>", 3, -1},
+                                                            {"<a>", 3, -1},
+                                                            {"<a><ab></a>", 3, 7},
+                                                            {"<a></ab></a>", 3, 8},
+                                                            {"<a></a ></a>", 3, 8},
+                                                            {"<a><a x</a></a>", 3, 7},
+                                                            {"<a><a x</a>y</a></a>", 3, 7},
+                                                            {"<a><a></a><a></a></a>", 3, 17}};
+    for (const auto& [text, start, expected] : cases) {
+        unsigned closeStart = 0, closeEnd = 0;
+        EXPECT_EQ(findCloseTag(text, start, "a", closeStart, closeEnd) ? static_cast<int>(closeStart) : -1,
+                  expected)
+            << text;
+        EXPECT_TRUE(expected < 0 || closeEnd == closeStart + 3) << text;
+    }
+}
+
+TEST(Markup, ReplacesWholeElements) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"a<b>1<b>2</b></b>c<b/>d", "aXcXd"},
+        {"a<b>1", "a<b>1"},
+        {"a<bc>1</bc>", "a<bc>1</bc>"},
+        {"", ""},
+        {"none", "none"},
+        {"<b/>", "X"},
+        {"<b>1</b>", "X"},
+        {"<b><b>1</b>2", "<b>X2"},
+        {"</b><b>1</b></b>", "</b>X</b>"},
+        {"<b a='1'>1</b><b\t/>", "XX"},
+    };
+    for (const auto& [text, expected] : cases)
+        EXPECT_EQ(String(text).replaceElement("b", "X"), expected) << text;
+    EXPECT_EQ(String("<a><b>1</b></a>").replaceElement("b", "<b>2</b>"), "<a><b>2</b></a>");
+}
+
+TEST(Markup, ReplacesAsTheSearchForEachTagWould) {
+    // Every text of up to seven of these pieces, so that each way of nesting and cutting occurs.
+    const std::string pieces[] = {"<a>", "</a>", "<a/>", "<a ", ">", "<"};
+    for (const char* const name : {"a", "a>", "a><a"}) {
+        int differences = 0;
+        for (int number = 0; number < 6 * 6 * 6 * 6 * 6 * 6 * 6; ++number) {
+            std::string text;
+            for (int rest = number; rest > 0; rest /= 6)
+                text += pieces[rest % 6];
+            differences += String(text).replaceElement(name, "X") != replacedSlowly(text, name, "X");
+        }
+        EXPECT_EQ(differences, 0) << name;
+    }
+}
+
+TEST(Markup, TakesHostileNestingInOnePass) {
+    constexpr int many = 100000; // a search for each tag would take minutes
+    const String open = repeated("<a>", many);
+    const String close = repeated("</a>", many);
+    EXPECT_EQ(open.replaceElement("a", "X"), open);
+    EXPECT_EQ(String(open + close).replaceElement("a", "X"), "X");
+    EXPECT_EQ(String(open + "<a>1</a>").replaceElement("a", "X"), open + "X");
+    unsigned closeStart, closeEnd;
+    EXPECT_TRUE(findCloseTag(open + close, 3, "a", closeStart, closeEnd));
+    EXPECT_EQ(closeEnd + 1, open.size() + close.size());
+    EXPECT_EQ(String::decodeHtml(String::encodeHtml(repeated("&<", many))), repeated("&<", many));
+    EXPECT_EQ(String::sanitize(repeated("-a", many), "a").size(), size_t{many});
+}

@@ -1,0 +1,94 @@
+#include "bytes.h"
+#include "zutl_SmartArray.h"
+#include "zutl_String.h"
+
+#include <gtest/gtest.h>
+#include <regex>
+#include <thread>
+
+namespace {
+
+// Counts the elements that are alive, so that an array released twice or never shows.
+struct Counted {
+    static inline std::atomic<int> alive{0};
+    int value = 0;
+    Counted() { ++alive; }
+    ~Counted() { --alive; }
+};
+
+using Handle = zutl::SmartArray<Counted>;
+
+} // namespace
+
+TEST(SmartArray, LastHandleReleasesTheArrayOnce) {
+    Handle first(new Counted[3], 3);
+    first[2].value = 7;
+    {
+        Handle second(first);
+        Handle third;
+        third = second;
+        third = *&third;
+        Handle moved(std::move(second));
+        moved = std::move(third);
+        first.removeReference();
+        first.removeReference();
+        EXPECT_EQ(Counted::alive, 3);
+        EXPECT_EQ(moved[2].value, 7);
+        first = moved;
+    }
+    EXPECT_EQ(first[2].value, 7);
+    first = Handle();
+    EXPECT_EQ(Counted::alive, 0);
+}
+
+TEST(SmartArray, RefusesAccessWithLocatedErrors) {
+    const zutl::ConstSmartArray<char> empty(nullptr, 0);
+    const zutl::SmartArray<char> six(new char[6]{'a', 'b', 'c', 'd', 'e', 'f'}, 6);
+    EXPECT_EQ(*six, 'a');
+    EXPECT_EQ(six[5], 'f');
+    const auto matches = [](const std::string& message, const std::string& text) {
+        return std::regex_match(
+            message,
+            std::regex("libraries/src/misc/zutl_SmartArray\\.h \\([1-9][0-9]*\\): zutl::SmartArray::" +
+                       text));
+    };
+    EXPECT_PRED2(matches, thrown([&] { *empty; }), "operator\\*\\(\\) - pointer is NULL!");
+    EXPECT_PRED2(matches, thrown([&] { empty[0]; }), "operator\\[\\]\\(\\) - pointer is NULL!");
+    EXPECT_PRED2(matches, thrown([&] { six[6]; }), "operator\\[\\]\\(\\) - index out of range!");
+    // The line is that of the raising statement: another for another statement.
+    EXPECT_NE(thrown([&] { empty[0]; }).substr(0, 45), thrown([&] { six[6]; }).substr(0, 45));
+}
+
+TEST(SmartArray, IsReleasedFromSeveralThreads) {
+    Handle handle(new Counted[2], 2);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i)
+        threads.emplace_back([copy = handle] {
+            for (int round = 0; round < 1000; ++round) {
+                const Handle another(copy);
+                EXPECT_EQ(another[1].value, 0);
+            }
+        });
+    handle.removeReference();
+    for (std::thread& thread : threads)
+        thread.join();
+    threads.clear();
+    EXPECT_EQ(Counted::alive, 0);
+}
+
+TEST(SmartArray, HoldsATextUpToItsFirstZeroByte) {
+    const zutl::SmartArray<char> array = zutl::String(std::string("ab\0c", 4));
+    EXPECT_EQ(std::string(&*array, 5), std::string("ab\0\0\0", 5));
+    EXPECT_NE(thrown([&] { array[5]; }), "");
+    const zutl::SmartArray<char> empty = zutl::String();
+    EXPECT_EQ(empty[0], '\0');
+}
+
+TEST(Exception, CarriesItsMessage) {
+    const auto raise = [] { throw zutl::Exception("the message"); };
+    EXPECT_EQ(thrown(raise), "the message");
+    EXPECT_THROW(raise(), std::exception);
+    const int line = __LINE__ + 1;
+    EXPECT_EQ(thrown([] { zutl::throwError("Some::Class", "act() - failed"); }),
+              "tests/smartArray_test.cpp (" + std::to_string(line) + "): Some::Class::act() - failed");
+}
