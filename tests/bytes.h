@@ -1,8 +1,10 @@
 #pragma once
 
-#include "zusl_Serializable.h"
+#include "zusl_Stream.h"
+#include "zutl_Exception.h"
 
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -48,5 +50,29 @@ std::string thrown(Action action) {
     }
     return std::string();
 }
+
+// An object of 4 bytes whose operations fail when told so, or report another number of bytes.
+struct Unreliable : zusl::EndOfFile {
+    enum Failure { none, exception, other } failure = none;
+    unsigned int reported = 4;
+
+    void failWhenTold() const {
+        if (failure == exception)
+            throw zutl::Exception("it failed");
+        if (failure == other)
+            throw 42; // NOLINT(misc-throw-by-value-catch-by-reference)
+    }
+    unsigned int getTypeId() const override { return 99; }
+    unsigned int getBinLength() const override { return 4; }
+    unsigned int toBin(unsigned char* buffer) const override {
+        failWhenTold();
+        std::memset(buffer, 'u', 4);
+        return reported;
+    }
+    unsigned int fromBin(const unsigned char* /*data*/, unsigned int /*length*/) override {
+        failWhenTold();
+        return reported;
+    }
+};
 
 inline const char* const fromBinFailed = "zusl::Serializable::fromBin() - Failed!";

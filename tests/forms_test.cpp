@@ -2,6 +2,7 @@
 
 #include "bytes.h"
 #include "temporaryFile.h"
+#include "zusl_List.h"
 #include "zusl_Map.h"
 
 #include <fstream>
@@ -16,22 +17,6 @@ using namespace std::string_literals;
 
 namespace {
 
-// A class whose toBin does not keep what getBinLength promised, or fails.
-struct Unreliable : Integer {
-    unsigned int written = 4;
-    bool throws = false;
-    unsigned int toBin(unsigned char* buffer) const override {
-        if (throws)
-            throw zutl::Exception("no bytes");
-        Integer::toBin(buffer);
-        return written;
-    }
-    unsigned int fromBin(const unsigned char* data, unsigned int length) override {
-        Integer::fromBin(data, length);
-        return written;
-    }
-};
-
 // A map without an XML form of its own.
 struct NumberMap : zusl::Map<Integer, Integer> {
     String internalTypeName() const override { return "numbers"; }
@@ -45,7 +30,9 @@ TEST(Forms, TellTheirTypes) {
     const std::tuple<const zusl::Serializable*, unsigned, const char*> cases[] = {
         {new String, 501, "zutl_String"},
         {new Integer, 504, "Integer"},
-        {&settings, 15501, "zutl_StringStringMap"}};
+        {&settings, 15501, "zutl_StringStringMap"},
+        {new zusl::List<String>, 5501, "zutl_StringList"},
+        {new zusl::EndOfFile, 1, "zusl_EndOfFile"}};
     for (const auto& [object, id, name] : cases) {
         EXPECT_EQ(object->getTypeId(), id);
         EXPECT_EQ(object->getTypeName(), name);
@@ -199,14 +186,20 @@ TEST(Forms, ObjectFile) {
 TEST(Forms, ObjectFileOfAFailingClass) {
     const TemporaryFile file("before");
     Unreliable object;
-    object.written = 3;
+    EXPECT_TRUE(object.toFile(file.path()));
+    EXPECT_TRUE(object.fromFile(file.path()));
+    for (const Unreliable::Failure failure : {Unreliable::exception, Unreliable::other}) {
+        object.failure = failure;
+        EXPECT_FALSE(object.fromFile(file.path()));
+    }
     EXPECT_FALSE(object.toFile(file.path()));
     EXPECT_EQ(file.bytes(), "");
-    object.throws = true;
+    object.failure = Unreliable::none;
+    EXPECT_TRUE(object.toFile(file.path()));
+    object.reported = 3; // of 4 bytes
+    EXPECT_FALSE(object.fromFile(file.path()));
     EXPECT_FALSE(object.toFile(file.path()));
-    EXPECT_TRUE(Integer(7).toFile(file.path()));
-    EXPECT_FALSE(object.fromFile(file.path())); // fromBin takes 3 of 4 bytes
-    EXPECT_EQ(object, 7);
+    EXPECT_EQ(file.bytes(), "");
 }
 
 TEST(Forms, WithTheNullBackendReadersFindNothing) {
@@ -227,6 +220,12 @@ TEST(Forms, WithTheNullBackendReadersFindNothing) {
 TEST(Formats, ExamplesInTheDocumentAreWhatTheCodeWrites) {
     const TemporaryFile file;
     Integer(7).toFile(file.path());
+    zusl::MemIOStream stream;
+    stream.write(Integer(7));
+    const std::string records = binaryForm(stream);
+    stream.clear();
+    stream.close();
+    const std::string ending = binaryForm(stream);
     const std::map<std::string, std::string> examples = {
         {"the text `abc`", binaryForm(String("abc"))},
         {"the empty text", binaryForm(String())},
@@ -235,6 +234,11 @@ TEST(Formats, ExamplesInTheDocumentAreWhatTheCodeWrites) {
         {"the map `a` to `1`", binaryForm(Settings{{"a", "1"}})},
         {"the empty map", binaryForm(Settings())},
         {"the file of the integer 7", file.bytes()},
+        {"the record of the integer 7", records.substr(4)},
+        {"the record of an end-of-file marker", ending.substr(4)},
+        {"the stream with that integer", records},
+        {"the list of `ab`", binaryForm(zusl::List<String>{"ab"})},
+        {"the empty list", binaryForm(zusl::List<String>())},
     };
     std::ifstream document(FORMATS_DOCUMENT);
     const std::regex row("\\| (the .*) \\| (([0-9A-F]{2} ?)+) \\|");

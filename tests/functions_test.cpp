@@ -29,17 +29,21 @@ TEST(Functions, ChangeAsciiLettersOnly) {
     EXPECT_GT(zu_stricmp("b", "ABC"), 0);
 }
 
+namespace {
+
+__attribute__((format(printf, 1, 2))) std::string measuredThenFormatted(const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    std::string text(static_cast<size_t>(zu_vscprintf(format, args)), '\0');
+    vsnprintf(text.data(), text.size() + 1, format, args);
+    va_end(args);
+    return text;
+}
+
+} // namespace
+
 TEST(Functions, MeasuringLeavesTheArgumentsToTheCaller) {
-    const auto format = [](const char* pattern, ...) {
-        va_list args;
-        va_start(args, pattern);
-        const int length = zu_vscprintf(pattern, args);
-        std::string text(static_cast<size_t>(length), '\0');
-        vsnprintf(text.data(), text.size() + 1, pattern, args);
-        va_end(args);
-        return text;
-    };
-    EXPECT_EQ(format("%d-%s-%.2f", 42, "words", 0.5), "42-words-0.50");
+    EXPECT_EQ(measuredThenFormatted("%d-%s-%.2f", 42, "words", 0.5), "42-words-0.50");
     EXPECT_EQ(lengthFromC("%s", "four"), 4);
 }
 

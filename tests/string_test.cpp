@@ -19,7 +19,7 @@ std::string list(const std::vector<String>& tokens) {
     return text;
 }
 
-std::string formatted(const char* format, ...) {
+__attribute__((format(printf, 1, 2))) std::string formatted(const char* format, ...) {
     va_list args;
     va_start(args, format);
     const String text = String::fromVAList(format, &args);

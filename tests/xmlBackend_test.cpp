@@ -3,6 +3,7 @@
 // or declarations.
 
 #include "bytes.h"
+#include "zusl_List.h"
 #include "zusl_Map.h"
 
 #include <gtest/gtest.h>
@@ -113,4 +114,15 @@ TEST(XmlReaders, TakeAMap) {
     EXPECT_TRUE(
         map.fromXML("<any><x zu:displayName=\"k\">1</x><y>2</y><item zu:displayName=\"k\">3</item></any>"));
     EXPECT_EQ(map, (Settings{{"k", "1"}, {"y", "2"}}));
+}
+
+TEST(XmlReaders, TakeAList) {
+    const zusl::List<String> full{"a", "", "<&>"};
+    zusl::List<String> list{"before"};
+    EXPECT_TRUE(list.fromXML(full.toXML("L").c_str()));
+    EXPECT_EQ(list, full);
+    EXPECT_FALSE(list.fromXML("no document"));
+    EXPECT_EQ(list, full);
+    EXPECT_TRUE(list.fromXML("<L/>"));
+    EXPECT_TRUE(list.empty());
 }

@@ -47,11 +47,11 @@ bool Integer::fromXML(const char* xml) {
     return true;
 }
 
-unsigned int Integer::getBinLength() const {
+unsigned int Integer::getBinLength() const noexcept {
     return binLength;
 }
 
-unsigned int Integer::toBin(unsigned char* buffer) const {
+unsigned int Integer::toBin(unsigned char* buffer) const noexcept {
     store32(buffer, static_cast<std::uint32_t>(value));
     return binLength;
 }

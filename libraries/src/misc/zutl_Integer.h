@@ -26,8 +26,8 @@ public:
 
     // The binary form: 4 bytes, two's complement. Reading looks at no more. Throws
     // "zusl::Serializable::fromBin() - Failed!", with the value unchanged, when fewer are there.
-    unsigned int getBinLength() const override;
-    unsigned int toBin(unsigned char* buffer) const override;
+    unsigned int getBinLength() const noexcept override;
+    unsigned int toBin(unsigned char* buffer) const noexcept override;
     unsigned int fromBin(const unsigned char* data, unsigned int length) override;
 
     std::int32_t value;

@@ -149,8 +149,8 @@ public:
     // The binary form: the length in 4 bytes, the text, a zero byte. Reading goes by the zero byte alone: a
     // text that holds one comes back cut. Throws "zusl::Serializable::fromBin() - Failed!", with the text
     // unchanged, when there is none within the length.
-    unsigned int getBinLength() const override;
-    unsigned int toBin(unsigned char* buffer) const override;
+    unsigned int getBinLength() const noexcept override;
+    unsigned int toBin(unsigned char* buffer) const noexcept override;
     unsigned int fromBin(const unsigned char* data, unsigned int length) override;
 
     // The file form is the bytes of the text alone. toFile creates the file or cuts it to zero length first,

@@ -60,11 +60,11 @@ bool String::fromXML(const char* xml) {
     return true;
 }
 
-unsigned int String::getBinLength() const {
+unsigned int String::getBinLength() const noexcept {
     return static_cast<unsigned int>(size()) + overhead;
 }
 
-unsigned int String::toBin(unsigned char* buffer) const {
+unsigned int String::toBin(unsigned char* buffer) const noexcept {
     store32(buffer, static_cast<std::uint32_t>(size()));
     std::memcpy(buffer + lengthSize, c_str(), size() + 1);
     return getBinLength();
