@@ -1,0 +1,183 @@
+"""What the outside tests share: a device made of a temporary folder, the program run in it, and the demo being served."""
+import collections
+import fcntl
+import os
+import re
+import secrets
+import shutil
+import signal
+import socket
+import subprocess
+import tempfile
+import time
+import unittest
+
+PROGRAM = os.path.abspath(os.environ.get("SAVESETTINGS", "build/app/saveSettings"))
+GUARD = 240  # seconds that no test needs; nothing is measured by them
+IS_ROOT = os.geteuid() == 0
+FORM_TYPE = "application/x-www-form-urlencoded"
+CAN_TRACE = bool(shutil.which("strace")) and subprocess.run(["strace", "-qqo", os.devnull, "true"], check=False).returncode == 0
+needs_strace = unittest.skipUnless(CAN_TRACE, "strace is missing or may not trace here")
+
+Answer = collections.namedtuple("Answer", "status output settings")
+
+
+def get(query, **more):
+    return {"REQUEST_METHOD": "GET", "QUERY_STRING": query, **more}
+
+
+def post(length, **more):
+    return {"REQUEST_METHOD": "POST", "CONTENT_TYPE": FORM_TYPE, "CONTENT_LENGTH": str(length), **more}
+
+
+def settings_text(*fields):
+    return b"<Settings>\n" + b"".join(b"  <%s>%s</%s>\n" % (key, value, key) for key, value in fields) + b"</Settings>\n"
+
+
+def redirect(word, before=b"", after=b""):
+    return b"Location: %s?success=%s%s\r\n\r\n" % (before, word.encode(), after)
+
+
+def is_sanitized():
+    with open(PROGRAM, "rb") as program:
+        return b"__asan_init" in program.read()
+
+
+class GuardedTest(unittest.TestCase):
+    """Ends what hangs, wherever it does, so that the cleaning up still happens."""
+
+    def setUp(self):
+        signal.signal(signal.SIGALRM, self.give_up)
+        signal.alarm(GUARD)
+        self.addCleanup(signal.alarm, 0)
+
+    def give_up(self, *_):
+        signal.alarm(GUARD)
+        raise TimeoutError("hangs")
+
+
+def wait_until(condition):
+    while not condition():
+        time.sleep(0.02)
+
+
+def end(process):
+    process.kill()
+    process.wait()
+    for pipe in filter(None, (process.stdin, process.stdout)):
+        pipe.close()
+
+
+class Device:
+    """An application's folder as a device has it: <base>/<name>/html, with the name in "pid.cgi".
+
+    The name is random, so tests that run at the same time never signal each other's processes.
+    """
+
+    def __init__(self, test, suffix="", web="html", marker=b"%s", base=None, settings=None):
+        self.test, self.name = test, "zd" + secrets.token_hex(5) + suffix
+        self.scratch = tempfile.mkdtemp()
+        os.chmod(self.scratch, 0o755)
+        self.home = os.path.join(base or self.scratch, self.name)
+        self.html = os.path.join(self.home, web)
+        for folder in (self.scratch, self.home):
+            test.addCleanup(shutil.rmtree, folder, ignore_errors=True)
+        os.makedirs(self.html)
+        for name, content in (("pid.cgi", marker), ("settings_xml.txt", settings)):
+            if content is not None:
+                self.write(name, content.replace(b"%s", self.name.encode()))
+
+    def path(self, name="settings_xml.txt"):
+        return os.path.join(self.html, name)
+
+    def write(self, name, content):
+        with open(self.path(name), "wb") as file:
+            file.write(content)
+
+    @property
+    def settings(self):
+        if not os.path.isfile(self.path()):
+            return None
+        with open(self.path(), "rb") as file:
+            return file.read()
+
+    def siblings(self):
+        return set(os.listdir(self.html)) - {"pid.cgi", "settings_xml.txt"}
+
+    def application(self, *argv, process_name=None):
+        """Starts a process of the application's name. `cat` dies of SIGUSR1, and so shows that the signal came."""
+        link = os.path.join(tempfile.mkdtemp(dir=self.scratch), process_name or self.name)
+        os.symlink(shutil.which("cat"), link)
+        process = subprocess.Popen([*(argv or ["/some/path/" + self.name]), "-"], executable=link,
+                                   stdin=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        self.test.addCleanup(end, process)
+        return process
+
+    def start(self, env, wrap=(), program=PROGRAM, stdin=subprocess.PIPE, **options):
+        """Starts a request with these variables and PATH alone; a value of None leaves the variable out."""
+        env = {"PATH": "/usr/bin:/bin", **({"ASAN_OPTIONS": "detect_leaks=0"} if wrap else {}), **env}
+        process = subprocess.Popen([*wrap, program], cwd=self.html, stdin=stdin, stdout=subprocess.PIPE,
+                                   env={name: value for name, value in env.items() if value is not None}, **options)
+        self.test.addCleanup(end, process)
+        return process
+
+    def run(self, env, body=b"", **options):
+        process = self.start(env, **options)
+        output, _ = process.communicate(body)
+        return Answer(process.returncode, output, self.settings)
+
+    def save(self, form, **options):
+        return self.run(post(len(form)), form, **options)
+
+
+class Demo:
+    """scripts/demo, from its first line until it has cleaned up. It leads a session, so its processes can be told.
+
+    Every demo's application has the same name, and killall reaches each process of it: one demo at a time. The lock is
+    on a file that is there anyway, so nothing is left behind.
+    """
+
+    def __init__(self, server):
+        self.turn = open(shutil.which("killall"), "rb")
+        signal.alarm(0)  # to queue is not to hang
+        fcntl.flock(self.turn, fcntl.LOCK_EX)
+        signal.alarm(GUARD)
+        with socket.socket() as listener:
+            listener.bind(("127.0.0.1", 0))
+            self.port = listener.getsockname()[1]
+        self.url = "http://127.0.0.1:%d/" % self.port
+        script = os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "scripts", "demo")
+        self.process = subprocess.Popen(
+            [script, "--server", server, "--build", os.environ.get("BUILD_DIR", "build"), "--port", str(self.port)],
+            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True, start_new_session=True)
+        said = ""
+        while not said.endswith("\nThe thermostat is at %s\n" % self.url):
+            line = self.process.stdout.readline()
+            if not line:
+                self.stop()
+                raise RuntimeError("scripts/demo ended before it served the page")
+            said += line
+        self.directory = re.search("^Application directory: (.+)$", said, re.M)[1]
+        self.application = int(re.search("^Application process: (.+)$", said, re.M)[1])
+
+    def session(self):
+        """The processes that the demo started and that still live."""
+        found = set()
+        for pid in map(int, filter(str.isdigit, os.listdir("/proc"))):
+            try:
+                found.update({pid} if os.getsid(pid) == self.process.pid != pid else ())
+            except ProcessLookupError:
+                pass
+        return found
+
+    def stop(self, number=signal.SIGINT, group=True):
+        """Ctrl-C reaches the script's whole group, a supervisor's signal it alone. Gives its status and what it left."""
+        if self.process.returncode is None:
+            (os.killpg if group else os.kill)(self.process.pid, number)
+        try:
+            return self.process.wait(), self.session()
+        finally:
+            for pid in self.session():
+                os.kill(pid, signal.SIGKILL)
+            end(self.process)
+            self.turn.close()

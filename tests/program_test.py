@@ -1,0 +1,376 @@
+"""The program from outside: real processes, the real process table and killall, every byte of the answer."""
+import os
+import re
+import resource
+import shutil
+import signal
+import socket
+import stat
+import subprocess
+import unittest
+
+from harness import (FORM_TYPE, IS_ROOT, PROGRAM, Device, GuardedTest, get, is_sanitized, needs_strace, post, redirect,
+                     settings_text, wait_until)
+
+OLD = settings_text((b"old", b"text"))
+NEW = settings_text((b"new", b"1"))
+MEBIBYTE = 1 << 20
+NOBODY = 65534
+
+
+def calls_of(device, form):
+    """The system calls of a request that saves the form, a line for each."""
+    trace = os.path.join(device.scratch, "trace")
+    device.save(form, wrap=["strace", "-f", "-o", trace])
+    with open(trace, encoding="ascii", errors="replace") as lines:
+        return [call for line in lines for call in re.findall(r"^\d+ +(\w+\(.*)", line)]
+
+
+def within_memory(mebibytes):
+    return {"preexec_fn": lambda: resource.setrlimit(resource.RLIMIT_AS, (mebibytes * MEBIBYTE,) * 2)}
+
+
+def inject(fault):
+    return ["strace", "-qq", "-o", os.devnull, "-e", "inject=" + fault]
+
+
+class ProgramTest(GuardedTest):
+    def check(self, device, word, settings=NEW, env=None, body=b"new=1", **options):
+        """One request: the whole answer, the whole settings file, and nothing left beside it."""
+        answer = device.run(env or post(len(body)), body, **options)
+        self.assertEqual(answer, (0, redirect(word), settings))
+        self.assertEqual(device.siblings(), set())
+
+    def check_unsignalled(self, application):
+        # Of two signals that wait for a process, SIGUSR1 would come first.
+        application.terminate()
+        self.assertEqual(application.wait(), -signal.SIGTERM)
+
+
+class RequestTest(ProgramTest):
+    REFUSAL = b"Content-Type: text/plain\r\n\r\nUnknown request type.\n"
+
+    def test_other_requests_are_refused_and_save_nothing(self):
+        device = Device(self)
+        application = device.application()
+        requests = [("get", None), ("HEAD", None), ("GET ", None), ("", None), (None, None), (None, FORM_TYPE),
+                    ("post", FORM_TYPE), ("PUT", FORM_TYPE), ("POST", None), ("POST", ""), ("POST", FORM_TYPE + " "),
+                    ("POST", FORM_TYPE + "; charset=UTF-8"), ("POST", FORM_TYPE.title()), ("POST", "text/plain")]
+        for method, kind in requests:
+            for length in ("3", "9223372036854775807", "-1", "abc", None):
+                with self.subTest(method=method, kind=kind, length=length):
+                    env = {"REQUEST_METHOD": method, "CONTENT_TYPE": kind, "CONTENT_LENGTH": length, "QUERY_STRING": "a=1"}
+                    self.assertEqual(device.run(env, b"a=1"), (1, self.REFUSAL, None))
+        self.check_unsignalled(application)
+
+    def test_refused_post_is_answered_before_its_body_and_then_reads_all_of_it(self):
+        request = Device(self).start(post(300000, CONTENT_TYPE="text/plain"))
+        self.assertEqual(request.stdout.read(len(self.REFUSAL)), self.REFUSAL)
+        request.stdin.write(bytes(300000))
+        request.stdin.flush()
+        # Standard input stays open: the announced length ends the body.
+        self.assertEqual((request.wait(), request.stdout.read()), (1, b""))
+
+    # Referer, and what stands before and after "success=...", whose place shows the order of the parameters.
+    ACCEPTED = [
+        (b"http://192.0.2.1/setup.html?tab=3", b"http://192.0.2.1/setup.html", b"&tab=3"),
+        (b"https://u%40x:p%3Aw@h:8080/p", b"https://u%40x:p%3Aw@h:8080/p", b""),
+        (b"http://u@h/p", b"http://u@h/p", b""), (b"http://:pw@h/p", b"http://h/p", b""),
+        (b"http://h/p?success=false&zz=1", b"http://h/p", b"&zz=1"), (b"http://h/p?%73uccess=a", b"http://h/p", b""),
+        (b"http://h", b"http://h", b""), (b"http://h/", b"http://h", b""), (b"http://h?x=1", b"http://h", b"&x=1"),
+        (b"/setup.html", b"/setup.html", b""), (b"//h/p", b"//h/p", b""), (b"?x=1", b"", b"&x=1"),
+        (b"file:///etc/x", b"file:/etc/x", b""), (b"x:/p", b"x:/p", b""), (b"http://h/?a=1", b"http://h?a=1&success=false", None),
+        (b"http://h:/p", b"http://h:0/p", b""), (b"http://h:-5/p", b"http://h/p", b""), (b"http://:p%0Aw@h/p", b"http://h/p", b""),
+        (b"http://h/p#top?x#y=1", b"http://h/p#top", b"&x#y=1"), (b"http://h/p?tab=1&tab=2", b"http://h/p", b"&tab=2"),
+        (b"http://h/a%20b%3F%25/c", b"http://h/a b%3F%25/c", b""), (b"http://h/caf%C3%A9", b"http://h/caf\xc3\xa9", b""),
+        (b"http://h/p?t=a+b&u=a%2Bb%26c%3D&flag", b"http://h/p", b"&t=a b&u=a%2Bb%26c="),
+    ]
+    UNACCEPTED = [b"", None, b"page.html", b"mailto:name", b"scheme:", b"//h:80/p", b"about:blank", b"http:p"]
+    INJECTING = [b"http://h/p%0D%0AX-A: b", b"http://h/p\r\nX-A: b", b"http://h/%00", b"http://h/%zz", b"http://h/%1F",
+                 b"http://h/%7F", b"http://h/\x7f", b"http://h/\x01", b"http://h/\t", b"http://h/?a=%0A", b"http://h/?%0a=1",
+                 b"http://h%0d/", b"ht%0Dtp://h/p", b"http://u%0A@h/p", b"http://u:p%0A@h/p", b"http://h/?a=%4z", b"\nhttp://h/p"]
+
+    def test_location(self):
+        device = Device(self, marker=None)
+        for referer, before, after in self.ACCEPTED + [(other, b"", b"") for other in self.UNACCEPTED + self.INJECTING]:
+            location = b"Location: %s\r\n\r\n" % before if after is None else redirect("false", before, after)
+            with self.subTest(referer=referer):
+                self.assertEqual(device.run(get("a=1", HTTP_REFERER=referer))[:2], (0, location))
+
+
+class FormTest(ProgramTest):
+    CASES = [
+        (b"", []), (b"&", []), (b"&&a=1&&b=2&", [(b"a", b"1"), (b"b", b"2")]),
+        (b"a=1&A=2", [(b"a", b"1")]), (b"b=2&a=1&B=3", [(b"a", b"1"), (b"b", b"2")]),
+        (b"x=a+b%20c", [(b"x", b"a+b c")]), (b"a%2Bb=%2B", [(b"a+b", b"+")]), (b"a=b=c", [(b"a", b"b=c")]),
+        (b"flag", [(b"flag", b"flag")]), (b"FLAG%21", [(b"flag!", b"FLAG!")]),
+        (b"=v", [(b"", b"v")]), (b"=", [(b"", b"")]), (b"k=", [(b"k", b"")]),
+        (b"k=1%2", [(b"k", b"1%2")]), (b"k=1%", [(b"k", b"1%")]), (b"k=%4&l=1", [(b"k", b"%4"), (b"l", b"1")]),
+        (b"n=%3Cb%3E&m=%26amp;'\"", [(b"m", b"&amp;'\""), (b"n", b"<b>")]),
+        (b"%4A=%4a", [(b"J", b"J")]), (b"a=1&%41=2", [(b"A", b"2"), (b"a", b"1")]),
+        (b"a%3D=1%26b%3D2", [(b"a=", b"1&b=2")]), (b"k=%2541", [(b"k", b"%41")]),
+        (b"k=<%zz>&l=%4z", [(b"k", b"<\0>"), (b"l", b"\x04")]),
+        (b"a%00b=1%002&ab=3&a=4", [(b"a", b"4"), (b"a\0b", b"1\x002"), (b"ab", b"3")]),
+        (b"\xc4=\xff\x80&z=%E4%80", [(b"z", b"\xe4\x80"), (b"\xc4", b"\xff\x80")]),
+        (b"q=\"a&b\"", [(b"b\"", b"b\""), (b"q", b"\"a")]), (b"t= \t\r\n.", [(b"t", b" \t\r\n.")]),
+        (b"a=1\0&b=2", [(b"a", b"1")]), (b"\0a=1", []),
+    ]
+
+    def test_fields_are_stored_as_decoded_in_key_order_and_the_first_stays(self):
+        for form, fields in self.CASES:
+            for env in [post(len(form), QUERY_STRING="other=1")] + ([] if b"\0" in form else [get(form)]):
+                with self.subTest(form=form, method=env["REQUEST_METHOD"]):
+                    self.check(Device(self), "stopped", settings_text(*fields), env, form)
+        self.check(Device(self), "stopped", settings_text(), get(None, CONTENT_TYPE=FORM_TYPE, CONTENT_LENGTH="5"))
+
+    def test_body_is_what_arrives_within_the_announced_length(self):
+        for fields, lengths in [
+                ([(b"a", b"1"), (b"b", b"23")], ("8", " 8", "\t+8", "008", "8x", "9", "4000", str(2**63 - 1), str(10**20))),
+                ([(b"a", b"1"), (b"b", b"2")], ("7",)), ([(b"a", b"a")], ("1",)),
+                ([], ("0", "", None, "abc", "-1", "-8", str(-2**63), str(-10**20)))]:
+            for length in lengths:
+                with self.subTest(length=length):
+                    env = {**post(0), "CONTENT_LENGTH": length}
+                    self.check(Device(self), "stopped", settings_text(*fields), env, b"a=1&b=23")
+
+    def test_body_in_single_bytes_ends_with_its_length(self):
+        device = Device(self)
+        form = b"name=%41&other=value"
+        # Each message of this kind of socket is one read, however late the reader comes.
+        ours, theirs = socket.socketpair(socket.AF_UNIX, socket.SOCK_SEQPACKET)
+        with ours, theirs:
+            request = device.start(post(len(form)), stdin=theirs)
+            for byte in form:
+                ours.send(bytes([byte]))
+            self.assertEqual(request.stdout.read(), redirect("stopped"))
+        self.assertEqual(device.settings, settings_text((b"name", b"A"), (b"other", b"value")))
+
+    def test_large_forms(self):
+        for fields in [(b"%05d" % number, b"x") for number in range(10000)], [(b"a", b"x" * (16 * MEBIBYTE - 2))]:
+            with self.subTest(fields=len(fields)):
+                answer = Device(self).save(b"&".join(b"%s=%s" % field for field in reversed(fields)))
+                self.assertEqual(answer[:2], (0, redirect("stopped")))
+                self.assertTrue(answer.settings == settings_text(*fields), "the settings file differs from the form")
+
+    @unittest.skipIf(is_sanitized(), "a sanitized program maps terabytes")
+    def test_memory_follows_what_arrives_and_when_it_runs_out_the_old_settings_stay(self):
+        for announced in (MEBIBYTE << 9, 2**63 - 2, 2**63 - 1):
+            self.check(Device(self), "stopped", env=post(announced), **within_memory(64))
+        # The sizes make it run out at different steps; where it does not, the new text must be whole.
+        forms = [b"a=" + b"x" * (size * MEBIBYTE) for size in (2, 4, 6, 8, 10, 12, 16, 24, 40)]
+        forms += [b"&".join(b"k%d=%d" % (number, number) for number in range(count)) for count in (20000, 80000, 800000)]
+        words = []
+        for form in forms:
+            device = Device(self, settings=OLD)
+            answer = device.save(form, **within_memory(32))
+            words.append("stopped" if answer.output == redirect("stopped") else "false")
+            with self.subTest(size=len(form)):
+                self.assertEqual(answer[:2] + (device.siblings(),), (0, redirect(words[-1]), set()))
+                expected = OLD if words[-1] == "false" else device.save(form).settings
+                self.assertTrue(answer.settings == expected, "neither the old settings nor the new ones")
+        self.assertEqual((words[0], words[8], words[-1]), ("stopped", "false", "false"))
+
+
+class StatusTest(ProgramTest):
+    def test_application_that_is_not_identified_is_not_signalled(self):
+        for options in [{"marker": None}, {"marker": b""}, {"marker": b"zd"}, {"web": "www"}, {"web": "html2"},
+                        {"web": "HTML"}] + [{"base": "/"}] * IS_ROOT:  # /name/html: too few pieces
+            with self.subTest(**options):
+                device = Device(self, **options)
+                application = device.application()
+                self.check(device, "false")
+                self.check_unsignalled(application)
+
+    def test_application_gets_the_signal(self):
+        long_name = {"suffix": "-longer-than-the-kernel-keeps"}
+        for options, env, run in [
+                ({}, {}, {}), (long_name, {}, {}), ({"marker": b"my%s2"}, {}, {}), ({"marker": b"\0\n" * 9000 + b"%s"}, {}, {}),
+                ({}, {"PATH": None}, {}), ({}, {}, {"preexec_fn": lambda: signal.signal(signal.SIGCHLD, signal.SIG_IGN)})]:
+            with self.subTest(**options, **env, **run):
+                device = Device(self, **options)
+                applications = [device.application(), device.application()]
+                self.check(device, "restarted", env={**get("new=1"), **env}, **run)
+                self.assertEqual([each.wait() for each in applications], [-signal.SIGUSR1] * 2)
+                self.check(device, "stopped")
+
+    def test_application_is_told_by_the_first_argument(self):
+        found = ["%s", "./%s", "/x/%s\nmore", "/" + "d/" * 4500 + "%s"]
+        not_found = ["/x/other", "/x/%s2", "/x/my%s", "/x/%s/", "/x/%s/other", "", "\n/x/%s", "/x\n/%s", "-%s", " %s"]
+        for block in (64, 128, 256, 512, 1024, 4096):  # of these one is likely what a read takes
+            found += ["/" + "d" * (block - 7) + "/%s"]
+            not_found += ["/" + "d" * (block - 1) + "%s"]
+        for argument in found + not_found:
+            with self.subTest(argument=argument[-20:], length=len(argument)):
+                device = Device(self)
+                other = "z" * 9000 if argument in found else "/x/" + device.name
+                application = device.application(argument.replace("%s", device.name), other)
+                self.check(device, "restarted" if argument in found else "stopped")
+                if argument in not_found:
+                    self.check_unsignalled(application)
+
+    def test_what_killall_is_given_and_what_its_failure_means(self):
+        device = Device(self)
+        # killall goes by the kernel's name for the process, so it misses what the first argument shows.
+        device.application(process_name="another")
+        self.check(device, "running", stderr=subprocess.DEVNULL)
+        for word, ending in (("restarted", "exit 0"), ("running", "exit 1"), ("running", "kill $$")):
+            with self.subTest(ending):
+                device = Device(self)
+                device.application()
+                device.write("../killall", b"#!/bin/sh\ncd ..; exec >>calls; echo $@; ls /proc/self/fd; cat html/set*; " + ending.encode())
+                os.chmod(device.path("../killall"), 0o755)
+                self.check(device, word, env=get("new=1", PATH=device.home + ":/usr/bin:/bin"), stderr=subprocess.DEVNULL)
+                with open(device.path("../calls"), "rb") as calls:
+                    # One call, with the settings in place. Descriptor 3 is the folder that `ls` lists.
+                    self.assertEqual(calls.read(), b"-SIGUSR1 %s\n0\n1\n2\n3\n%s" % (device.name.encode(), NEW))
+
+    @needs_strace
+    @unittest.skipIf(os.environ.get("PROGRAM_LINK") == "dynamic", "loading shared libraries costs calls of its own")
+    @unittest.skipIf(is_sanitized(), "a sanitizer makes calls of its own")
+    def test_system_calls_of_a_request_that_finds_no_process(self):
+        form = b"&".join(b"field%02d=a value of some length %%41" % number for number in range(30))
+        calls = calls_of(Device(self, settings=OLD), form)
+        processes = sum("/cmdline" in call for call in calls)
+        # A second read of one command line is due when the first argument filled the first.
+        reads = zip(calls, calls[1:])
+        longer = sum(bool(re.match(r"read\(\d+, .*, (\d+)\) += \1$", call)) and after[:5] == "read(" for call, after in reads)
+        self.assertGreater(processes, 1)
+        self.assertLessEqual(len(calls) - 3 * processes - longer, 46, "\n".join(calls))
+
+
+class SettingsFileTest(ProgramTest):
+    def check_place(self, device, word, replaced, **options):
+        """Whether the file was replaced or written in place (or neither), it is owned and allowed what it was."""
+        before = os.lstat(device.path())
+        self.check(device, word, OLD if word == "false" else NEW, **options)
+        after = os.lstat(device.path())
+        self.assertEqual((after.st_mode, after.st_uid, after.st_gid), (before.st_mode, before.st_uid, before.st_gid))
+        self.assertEqual(after.st_ino != before.st_ino, replaced)
+
+    def device_with(self, mode=0o606, owner=1234):
+        device = Device(self, settings=OLD)
+        if IS_ROOT:
+            os.chown(device.path(), owner, owner)
+        os.chmod(device.path(), mode)
+        return device
+
+    def test_readers_see_whole_texts_while_writers_race(self):
+        device = Device(self)
+        forms = [b"a=" + letter * size for letter, size in ((b"b", 1), (b"c", 4000), (b"d", 70000), (b"e", 2 * MEBIBYTE))]
+        texts = {settings_text((b"a", form[2:])) for form in forms}
+        for number, form in enumerate(forms):
+            device.write("../%d" % number, form)
+        device.save(b"a=b")
+        for _ in range(4):
+            writers = []
+            for number, form in 3 * list(enumerate(forms)):
+                with open(device.path("../%d" % number), "rb") as body:
+                    writers.append(device.start(post(len(form)), stdin=body))
+            while any([writer.poll() is None for writer in writers]):
+                self.assertTrue(device.settings in texts, "a torn or missing settings file")
+            self.assertEqual([writer.stdout.read() for writer in writers], [redirect("stopped")] * len(writers))
+        self.assertEqual((device.settings in texts, device.siblings()), (True, set()))
+
+    def test_mode_and_owner(self):
+        for mode, owner in [(0o640, 0), (0o666, 0), (0o646, 1234), (0o604, 1234)]:
+            with self.subTest(mode=oct(mode), owner=owner):
+                self.check_place(self.device_with(mode, owner), "stopped", True, umask=0o077)
+        for umask, mode in ((0o002, 0o664), (0o027, 0o640)):
+            device = Device(self)
+            self.check(device, "stopped", umask=umask)
+            self.assertEqual(stat.S_IMODE(os.stat(device.path()).st_mode), mode)
+
+    def test_what_is_no_regular_file_stays_what_it_is(self):
+        for exists in (True, False):
+            device = Device(self)
+            os.symlink("../real.txt", device.path())
+            if exists:
+                device.write("../real.txt", OLD)
+            self.check_place(device, "stopped", False)
+            self.assertFalse(os.path.islink(device.path("../real.txt")))
+        device = Device(self)
+        os.mkdir(device.path())
+        self.check(device, "false", None)
+        os.rmdir(device.path())
+        os.mkfifo(device.path())
+        with open(device.path(), "rb", opener=lambda path, flags: os.open(path, flags | os.O_NONBLOCK)) as reader:
+            self.check(device, "stopped", None)
+            self.assertEqual((reader.read(), stat.S_ISFIFO(os.lstat(device.path()).st_mode)), (NEW, True))
+
+    @unittest.skipUnless(IS_ROOT, "needs root to be several users")
+    def test_permissions_of_an_unprivileged_server(self):
+        for title, folder_mode, folder_owner, mode, owner, word, replaced in [
+                ("all its own", 0o755, NOBODY, 0o644, NOBODY, "stopped", True),
+                ("folder takes no new file", 0o555, NOBODY, 0o644, NOBODY, "stopped", False),
+                ("read-only file", 0o755, NOBODY, 0o444, NOBODY, "false", False),
+                ("owner cannot be kept", 0o755, NOBODY, 0o666, 0, "stopped", False),
+                ("others' file in a sticky folder", 0o1777, 0, 0o666, 0, "stopped", False),
+                ("others' read-only file", 0o777, 0, 0o644, 0, "false", False)]:
+            with self.subTest(title):
+                device = self.device_with(mode, owner)
+                os.chown(device.html, folder_owner, folder_owner)
+                os.chmod(device.html, folder_mode)
+                # A copy, for the build may stand where only root can go.
+                self.check_place(device, word, replaced, program=shutil.copy(PROGRAM, device.scratch),
+                                 user=NOBODY, group=NOBODY, extra_groups=[])
+
+    def test_full_device_leaves_the_old_settings(self):
+        device = Device(self)
+        mount = ["mount", "-t", "tmpfs", "-o", "size=64k", "tmpfs", device.html]
+        if not IS_ROOT or subprocess.run(mount, stderr=subprocess.DEVNULL, check=False).returncode != 0:
+            self.skipTest("may not mount here")
+        self.addCleanup(subprocess.run, ["umount", "-l", device.html], check=True)
+        device.write("pid.cgi", device.name.encode())
+        device.write("settings_xml.txt", OLD)
+        self.check(device, "false", OLD, body=b"new=" + b"x" * 100000)
+        room = os.statvfs(device.html)
+        device.write("pid.cgi", device.name.encode().ljust(4096 + room.f_bavail * room.f_bsize))
+        self.check(device, "false", OLD)
+        device.write("pid.cgi", device.name.encode())
+        self.check(device, "stopped")
+
+    @needs_strace
+    def test_faults_of_the_device_and_refusals_of_the_folder(self):
+        full = ["/sync$:error=EIO", "/sync$:error=ENOSPC", "/^rename:error=ENOSPC", "/^rename:error=EIO"]
+        if not is_sanitized():  # which writes on its own account
+            full += ["write:error=%s:when=1" % error for error in ("ENOSPC", "EIO", "EDQUOT")]
+        refused = ["/^rename:error=EPERM", "/^rename:error=EACCES", "/^f?chmod:error=EPERM"] + ["/chown:error=EPERM"] * IS_ROOT
+        for fault in full + refused:
+            with self.subTest(fault):
+                self.check_place(self.device_with(), "false" if fault in full else "stopped", False, wrap=inject(fault))
+
+    @needs_strace
+    def test_a_kill_at_any_call_leaves_a_whole_text_and_the_next_save_clears_up(self):
+        device = Device(self, marker=None, settings=OLD)
+        names = [call.partition("(")[0] for call in calls_of(device, b"new=1")]
+        left = 0
+        for number, name in list(enumerate(names))[1:]:  # the first starts the program
+            with self.subTest(call=name, number=number):
+                device.write("settings_xml.txt", OLD)
+                kill = inject("%s:signal=KILL:when=%d" % (name, names[:number + 1].count(name)))
+                self.assertEqual(device.save(b"new=1", wrap=kill).status, -signal.SIGKILL)
+                self.assertIn(device.settings, (OLD, NEW))
+                left += len(device.siblings())
+                self.check(device, "false", settings_text((b"a", b"1")), body=b"a=1")
+        self.assertGreater(left, 0, "no kill came while the sibling stood")
+
+    @needs_strace
+    def test_sibling_of_a_request_that_still_runs_is_left_alone(self):
+        device = Device(self, settings=OLD)
+        trace = os.path.join(device.scratch, "trace")
+        tracer = device.start(get("new=1"), wrap=["strace", "-fo", trace, "-e", "inject=/sync$:signal=STOP"])
+
+        def stopped():
+            with open(trace, "a+", encoding="ascii") as lines:
+                lines.seek(0)
+                return re.search(r"^(\d+) +--- stopped by SIGSTOP", lines.read(), re.M)
+
+        wait_until(lambda: stopped() or tracer.poll() is not None)
+        self.assertEqual(len(device.siblings()), 1)
+        self.assertEqual(device.save(b"a=1"), (0, redirect("stopped"), settings_text((b"a", b"1"))))
+        os.kill(int(stopped()[1]), signal.SIGCONT)
+        self.assertEqual((tracer.stdout.read(), device.settings, device.siblings()), (redirect("stopped"), NEW, set()))
+
+
+if __name__ == "__main__":
+    unittest.main()
