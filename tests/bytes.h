@@ -75,4 +75,16 @@ struct Unreliable : zusl::EndOfFile {
     }
 };
 
+// What the error says behind its location, "FILE (LINE): ", for an error located in this file; else the whole
+// message.
+template <typename Action>
+std::string thrownIn(const std::string& file, Action action) {
+    const std::string message = thrown(action);
+    const size_t digits = file.size() + 2;
+    const size_t end = message.find_first_not_of("0123456789", digits);
+    const bool located = message.compare(0, digits, file + " (") == 0 && end > digits &&
+                         message[digits] != '0' && message.compare(end, 3, "): ") == 0;
+    return located ? message.substr(end + 3) : message;
+}
+
 inline const char* const fromBinFailed = "zusl::Serializable::fromBin() - Failed!";
