@@ -1,5 +1,6 @@
 #include "requestBody.h"
 
+#include "zutl_Exception.h"
 #include "zutl_File.h"
 
 #include <algorithm>
@@ -38,7 +39,9 @@ zutl::String readBody() {
             if (received == body.size())
                 body.resize(std::min(announced, std::max(firstBlock, 2 * received)));
             const ssize_t count = zutl::readSome(STDIN_FILENO, &body[received], body.size() - received);
-            if (count <= 0)
+            if (count < 0) // what arrived so far is not what was sent
+                throw zutl::Exception("The request's body cannot be read.");
+            if (count == 0)
                 break;
             received += static_cast<size_t>(count);
         }

@@ -33,15 +33,18 @@ FormParser formParser() {
     return nullptr;
 }
 
-// An answer that nobody takes any more is no failure of the request.
-void print(std::string_view text) {
-    zutl::writeAll(STDOUT_FILENO, text.data(), text.size());
+// False when nobody takes the answer any more, which is no failure of the request.
+bool print(std::string_view text) {
+    return zutl::writeAll(STDOUT_FILENO, text.data(), text.size());
+}
+
+// In pieces, so that it takes no memory; none of them without those before it.
+bool print(std::string_view head, std::string_view text, std::string_view tail) {
+    return print(head) && print(text) && print(tail);
 }
 
 void printError(const char* text) {
-    print("Content-Type: text/plain\r\n\r\n");
-    print(text);
-    print("\n");
+    print("Content-Type: text/plain\r\n\r\n", text, "\n");
 }
 
 // The status word for the outcome. Whatever goes wrong on the way, there is one.
@@ -75,9 +78,7 @@ void redirect(const zutl::String& status) {
     try {
         print("Location: " + returnAddress(status) + "\r\n\r\n");
     } catch (...) { // memory ran out: without the page's address the answer takes none
-        print("Location: ?success=");
-        print(status);
-        print("\r\n\r\n");
+        print("Location: ?success=", status, "\r\n\r\n");
     }
 }
 
@@ -86,6 +87,8 @@ void redirect(const zutl::String& status) {
 int main() {
     // A browser that has gone shall not end the program before its work is done.
     std::signal(SIGPIPE, SIG_IGN);
+    // Beyond a limit on the size of files the write shall fail, not end the program.
+    std::signal(SIGXFSZ, SIG_IGN);
     const FormParser parse = formParser();
     if (parse == nullptr) {
         printError("Unknown request type.");

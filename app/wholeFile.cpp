@@ -69,6 +69,19 @@ Outcome replaceThroughSibling(const char* name, const zutl::String& text, const 
     return Outcome::replaced;
 }
 
+// A text that cannot be written whole gives way to the old one again; cutting the file has made room for
+// that.
+bool writeInPlace(const char* name, const zutl::String& text) {
+    struct stat target;
+    zutl::String old;
+    const bool hasOld = stat(name, &target) == 0 && S_ISREG(target.st_mode) && old.fromFile(name);
+    if (text.toFile(name))
+        return true;
+    if (hasOld)
+        old.toFile(name);
+    return false;
+}
+
 } // namespace
 
 bool replaceFile(const char* name, const zutl::String& text) {
@@ -78,12 +91,12 @@ bool replaceFile(const char* name, const zutl::String& text) {
     if (!exists && errno != ENOENT)
         return false;
     if (exists && !S_ISREG(existing.st_mode))
-        return text.toFile(name);
+        return writeInPlace(name, text);
     if (exists && faccessat(AT_FDCWD, name, W_OK, AT_EACCESS) != 0)
         return false;
 
     const Outcome outcome = replaceThroughSibling(name, text, exists ? &existing : nullptr);
     if (outcome == Outcome::siblingCannotServe)
-        return text.toFile(name);
+        return writeInPlace(name, text);
     return outcome == Outcome::replaced;
 }

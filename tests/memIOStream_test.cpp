@@ -43,6 +43,11 @@ std::string failure(Action action) {
     return text.compare(0, name.size(), name) == 0 ? text.substr(name.size()) : "not located: " + text;
 }
 
+// What the operations with a list of objects take behind the first.
+zusl::Serializable* pointer(zusl::Serializable& object) {
+    return &object;
+}
+
 // An input stream that hands out these bytes as one raw object.
 struct RawSource : MemIOStream {
     std::string bytes;
@@ -212,6 +217,15 @@ TEST(MemIOStream, TakesItsOwnContent) {
     }
 }
 
+TEST(MemIOStream, IsReadIntoItself) {
+    MemIOStream inner, stream;
+    inner.write(Integer(7));
+    stream.write(inner);
+    stream.write(Integer(1));
+    stream.read(stream);
+    EXPECT_EQ(content(stream), seven);
+}
+
 TEST(MemIOStream, BinaryFormGoesToAnotherStream) {
     MemIOStream stream, other;
     stream << Integer(1) << Integer(7) << String("x");
@@ -330,7 +344,7 @@ TEST(MemIOStream, PassesOnWhatTheObjectSaid) {
         object.failure = mode;
         EXPECT_EQ(failure([&] { stream.read(object); }), std::string("read") + text);
         EXPECT_EQ(failure([&] { stream.peek(object); }), std::string("peek") + text);
-        EXPECT_EQ(failure([&] { stream.peek(2, nullptr, &object); }), std::string("peek") + text);
+        EXPECT_EQ(failure([&] { stream.peek(2, nullptr, pointer(object)); }), std::string("peek") + text);
         EXPECT_EQ(stream.count(), 2U);
     }
     object.failure = Unreliable::none;
@@ -347,18 +361,19 @@ TEST(MemIOStream, PeeksAtSeveralRecords) {
     Integer a, b;
     String text;
     zusl::Serializable* const any = nullptr;
-    EXPECT_EQ(stream.peek(2, &a, &text), 12U + 16U);
+    EXPECT_EQ(stream.peek(2, &a, pointer(text)), 12U + 16U);
     EXPECT_EQ(a, 1);
     EXPECT_EQ(text, "two");
-    EXPECT_EQ(stream.peek(3, any, any, &b), 40U);
+    EXPECT_EQ(stream.peek(3, any, any, pointer(b)), 40U);
     EXPECT_EQ(b, 3);
     EXPECT_EQ(stream.peek(0, &text), 0U);
     a = b = 0;
-    EXPECT_EQ(stream.peek(4, &a, &text, &b, &a), 0U); // one too few, the first three are filled
+    EXPECT_EQ(stream.peek(4, &a, pointer(text), pointer(b), pointer(a)),
+              0U); // one too few, the first three are filled
     EXPECT_EQ(b, 3);
     zusl::EndOfFile marker;
     EXPECT_EQ(failure([&] { stream.peek(1, &text); }), "peek() - type mismatch");
-    EXPECT_EQ(failure([&] { stream.peek(2, &a, &marker); }), "peek() - trying to read EOF");
+    EXPECT_EQ(failure([&] { stream.peek(2, &a, pointer(marker)); }), "peek() - trying to read EOF");
     EXPECT_EQ(stream.count(), 3U);
     MemIOStream closed;
     closed.close();
@@ -377,10 +392,10 @@ TEST(MemIOStream, ChecksTypes) {
     zusl::EndOfFile marker;
     zusl::Serializable* const any = nullptr;
     EXPECT_TRUE(stream.checkTypes(2, &number, any));
-    EXPECT_TRUE(stream.checkTypes(2, any, &marker));
+    EXPECT_TRUE(stream.checkTypes(2, any, pointer(marker)));
     EXPECT_TRUE(stream.checkTypes(0, &text));
     EXPECT_FALSE(stream.checkTypes(1, &text));
-    EXPECT_FALSE(stream.checkTypes(2, &number, &number));
+    EXPECT_FALSE(stream.checkTypes(2, &number, pointer(number)));
     EXPECT_FALSE(stream.checkTypes(3, &number, any, any));
     EXPECT_EQ(failure([&] { MemIOStream().checkTypes(0, any); }), "checkTypes() - no data");
     EXPECT_EQ(failure([&] { rawStream("1234567").checkTypes(1, any); }), "checkTypes() - no data");
@@ -406,8 +421,8 @@ TEST(MemIOStream, AnyContentIsSafeUnderEveryReader) {
         String text;
         zusl::Serializable* const any = nullptr;
         thrown([&] { stream.peek(number); });
-        thrown([&] { stream.peek(3, &number, any, &text); });
-        thrown([&] { stream.checkTypes(3, &number, any, &text); });
+        thrown([&] { stream.peek(3, &number, any, pointer(text)); });
+        thrown([&] { stream.checkTypes(3, &number, any, pointer(text)); });
         EXPECT_LE(stream.count(), bytes.size());
         while (thrown([&] { stream.getNextType() == 504 ? stream.read(number) : stream.skip(); }).empty())
             EXPECT_LT(stream.size(), bytes.size());

@@ -40,7 +40,8 @@ public:
     // no number gives 0.
     static url parse(const String& text);
 
-    // The URL text. Escapes in each component what would end it, and "%". An authority that is empty is not
+    // The URL text. Escapes "%" and what would end the component: ":" in the scheme; "@", ":" and "/" in user
+    // and password, but not "?"; these four in the host; "?" in the path. An authority that is empty is not
     // printed, nor a password without a user, nor a negative port.
     operator const String() const;
 

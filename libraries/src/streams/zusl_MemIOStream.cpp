@@ -303,7 +303,9 @@ unsigned int MemIOStream::read(Serializable& object) {
     if (!readRecord(readPosition, size(), record))
         throwError(className, "read() - no data");
     decode(record, object, "read()");
-    readPosition += record.size();
+    // A stream that is read into itself has lost the record with the rest of its content.
+    if (&object != this)
+        readPosition += record.size();
     return record.size();
 }
 

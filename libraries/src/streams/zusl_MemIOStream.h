@@ -70,7 +70,7 @@ public:
 
     // Whether the next `count` records are there and of the types of the `count` objects; a null pointer
     // stands for any type. Throws "checkTypes() - no data" when the content is empty or shorter than a
-    // header.
+    // header. The objects behind the first must be passed as Serializable*, here as in peek.
     virtual bool checkTypes(unsigned int count, Serializable* first, ...) const;
 
     bool isEmpty() const override;

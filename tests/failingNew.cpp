@@ -1,0 +1,51 @@
+// In a program under test the environment tells what fails: FAIL_ALLOCATION is the number of the allocation.
+// With COUNT_ALLOCATIONS set, their number goes to standard error at the end.
+
+#include "failingNew.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <new>
+
+namespace allocations {
+
+long untilFailure = 0;
+long made = 0;
+long live = 0;
+
+namespace {
+
+struct Process {
+    Process() {
+        if (const char* const number = std::getenv("FAIL_ALLOCATION"))
+            untilFailure = std::strtol(number, nullptr, 10);
+    }
+    ~Process() {
+        if (std::getenv("COUNT_ALLOCATIONS") != nullptr)
+            std::fprintf(stderr, "%ld\n", made);
+    }
+} process;
+
+} // namespace
+} // namespace allocations
+
+void* operator new(std::size_t size) {
+    ++allocations::made;
+    if (allocations::untilFailure > 0 && --allocations::untilFailure == 0)
+        throw std::bad_alloc();
+    void* const memory = std::malloc(size > 0 ? size : 1);
+    if (memory == nullptr)
+        throw std::bad_alloc();
+    ++allocations::live;
+    return memory;
+}
+
+void operator delete(void* memory) noexcept {
+    if (memory != nullptr)
+        --allocations::live;
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t /*size*/) noexcept {
+    operator delete(memory);
+}

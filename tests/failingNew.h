@@ -1,0 +1,10 @@
+#pragma once
+// An operator new that counts, and fails when it is told to. Whatever links failingNew.cpp allocates with it.
+
+namespace allocations {
+
+extern long untilFailure; // the allocation that fails, counted from here; 0 for none. Back at 0 once it has
+extern long made;         // since the program began
+extern long live;         // not released yet
+
+} // namespace allocations
