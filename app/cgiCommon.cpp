@@ -4,16 +4,19 @@
 #include "zutl_url.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <string_view>
+#include <utility>
 
 namespace {
 
 void insertField(std::string_view field, Settings& params) {
     const size_t equals = field.find('=');
-    const zutl::String name(field.substr(0, equals));
-    const zutl::String value(equals == field.npos ? field : field.substr(equals + 1));
+    zutl::String name(field.substr(0, equals));
+    zutl::String value(equals == field.npos ? field : field.substr(equals + 1));
     // Lower case first: a capital letter can still be had through an escape.
-    params.insert(zutl::url::decode(name.toLower(), false), zutl::url::decode(value, false));
+    zu_strlwr(name.data());
+    params.insert(zutl::url::decode(std::move(name), false), zutl::url::decode(std::move(value), false));
 }
 
 void parseForm(std::string_view form, Settings& params) {

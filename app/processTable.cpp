@@ -5,8 +5,8 @@
 
 #include <array>
 #include <cerrno>
+#include <charconv>
 #include <csignal>
-#include <cstdlib>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
@@ -23,23 +23,31 @@ bool firstArgumentNames(const char* path, std::string_view name) {
     const zutl::File file(path, O_RDONLY);
     if (!file.isOpen())
         return false;
-    zutl::String component;
+    zutl::String before; // what the blocks before hold of the last component
     std::array<char, 256> block;
     for (;;) {
         const ssize_t received = zutl::readSome(file.get(), block.data(), block.size());
-        if (received <= 0)
-            break;
+        if (received < 0)
+            return false;
         const std::string_view bytes(block.data(), static_cast<size_t>(received));
         const std::string_view argument = bytes.substr(0, bytes.find_first_of(std::string_view("\0\n", 2)));
         const size_t slash = argument.rfind('/');
         if (slash != argument.npos)
-            component.clear();
-        component += argument.substr(slash + 1); // all of it when there is no slash: npos + 1 is 0
+            before.clear();
+        const std::string_view component =
+            argument.substr(slash + 1); // all when there is no slash: npos + 1 is 0
         // The kernel gives less than was asked for only at the end.
         if (argument.size() < bytes.size() || bytes.size() < block.size())
-            break;
+            return before.empty() ? component == name : before + zutl::String(component) == name;
+        before += component;
     }
-    return component == name;
+}
+
+// The number that an entry's name begins with; 0 for the entries that are no processes.
+int processId(const char* entry) {
+    int id = 0;
+    std::from_chars(entry, entry + std::strlen(entry), id);
+    return id;
 }
 
 } // namespace
@@ -48,16 +56,18 @@ int getProcIdByName(const char* name) {
     const std::unique_ptr<DIR, int (*)(DIR*)> processes(opendir("/proc"), closedir);
     if (!processes)
         return -1;
-    zutl::String path;
+    // The entry's name and what stands behind it are put behind "/proc/", over those of the entry before.
+    constexpr std::string_view file = "/cmdline";
+    std::array<char, 6 + sizeof(dirent::d_name) + file.size()> path = {"/proc/"};
+    char* const entryPlace = path.data() + 6;
     while (const dirent* const entry = readdir(processes.get())) {
-        const long id = std::strtol(entry->d_name, nullptr, 10);
+        const int id = processId(entry->d_name);
         if (id <= 0)
             continue;
-        path = "/proc/";
-        path += entry->d_name;
-        path += "/cmdline";
-        if (firstArgumentNames(path.c_str(), name))
-            return static_cast<int>(id);
+        char* const end = stpcpy(entryPlace, entry->d_name);
+        std::memcpy(end, file.data(), file.size() + 1); // with its zero byte
+        if (firstArgumentNames(path.data(), name))
+            return id;
     }
     return -1;
 }

@@ -82,13 +82,19 @@ void redirect(const zutl::String& status) {
     }
 }
 
+// A browser that has gone, and a limit on the size of files, shall make a write fail and not end the program.
+void holdBackWriteSignals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGPIPE);
+    sigaddset(&signals, SIGXFSZ);
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+}
+
 } // namespace
 
 int main() {
-    // A browser that has gone shall not end the program before its work is done.
-    std::signal(SIGPIPE, SIG_IGN);
-    // Beyond a limit on the size of files the write shall fail, not end the program.
-    std::signal(SIGXFSZ, SIG_IGN);
+    holdBackWriteSignals();
     const FormParser parse = formParser();
     if (parse == nullptr) {
         printError("Unknown request type.");

@@ -20,6 +20,20 @@ if(ZU_HARDENING)
   target_link_options(zu_harden INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
 endif()
 
+# Relocations of a static, position independent program in few bytes; only where the C library's start files apply them.
+function(zu_find_packed_relocations result)
+  set(CMAKE_REQUIRED_FLAGS "-fPIE")
+  set(CMAKE_REQUIRED_LINK_OPTIONS -static-pie -Wl,-z,pack-relative-relocs -Wl,--fatal-warnings)
+  check_cxx_source_compiles("#include <features.h>
+    #if !__GLIBC_PREREQ(2, 36)
+    #error too old
+    #endif
+    int main() { return 0; }" ZU_PACKS_RELOCATIONS)
+  if(ZU_PACKS_RELOCATIONS)
+    set(${result} -Wl,-z,pack-relative-relocs PARENT_SCOPE)
+  endif()
+endfunction()
+
 # Static and position independent where the C library has the start files for it, else plainly static, else dynamic.
 function(zu_find_static_link_option result)
   foreach(option -static-pie -static)

@@ -6,8 +6,7 @@ using zuxml::DomIterator;
 
 TEST(DomIterator, NullBackendFindsNothing) {
     zuxml::initialize();
-    EXPECT_EQ(zuxml::open("name"), "");
-    EXPECT_EQ(zuxml::close("name"), "");
+    EXPECT_EQ(zuxml::open("name") + zuxml::close("name"), "");
     for (const char* const xml : {"<R a='1'><item>1</item></R>", "", "no xml"}) {
         DomIterator cursor = DomIterator::parse(xml, "second");
         cursor = DomIterator::parse(xml);
@@ -21,10 +20,8 @@ TEST(DomIterator, NullBackendFindsNothing) {
             EXPECT_EQ(each.getName() + each.getValue() + each.getAttribute("a") + each.toXML(), "");
         }
         zutl::String out("before");
-        EXPECT_EQ(cursor.getName(out), "");
-        EXPECT_EQ(out, "before");
-        EXPECT_EQ(DomIterator::removeDoctype(xml), "");
-        EXPECT_EQ(DomIterator::addDTD(xml, "dtd"), "");
+        EXPECT_EQ(cursor.getName(out) + out, "before");
+        EXPECT_EQ(DomIterator::removeDoctype(xml) + DomIterator::addDTD(xml, "dtd"), "");
     }
     zuxml::uninitialize();
 }

@@ -2,6 +2,7 @@
 `check PROGRAM EXPECTED` runs one in a folder of its own and compares what it prints."""
 import difflib
 import os
+import pathlib
 import re
 import subprocess
 import sys
@@ -14,40 +15,31 @@ GUARD = 120  # seconds that no example needs; nothing is measured by them
 
 def examples(text):
     """Pairs of a program and what it prints; the first block of text behind a program is its output."""
-    blocks = [(kind, body) for kind, body in BLOCK.findall(text) if kind in ("cpp", "text")]
-    if [kind for kind, _ in blocks] != ["cpp", "text"] * EXAMPLES:
-        order = " ".join(kind for kind, _ in blocks)
-        sys.exit(f"{EXAMPLES} programs are wanted, each with its output behind it; the blocks are: {order}")
-    bodies = [body for _, body in blocks]
+    kinds, bodies = zip(*(block for block in BLOCK.findall(text) if block[0] in ("cpp", "text")))
+    if kinds != ("cpp", "text") * EXAMPLES:
+        sys.exit(f"{EXAMPLES} programs are wanted, each with its output behind it; the blocks are: {kinds}")
     return zip(bodies[::2], bodies[1::2])
 
 
 def write_changed(path, text):
     """Leaves a file that is up to date alone, so that nothing is built again for it."""
-    if os.path.exists(path):
-        with open(path, encoding="utf-8") as file:
-            if file.read() == text:
-                return
-    with open(path, "w", encoding="utf-8") as file:
-        file.write(text)
+    file = pathlib.Path(path)
+    if not file.exists() or file.read_text(encoding="utf-8") != text:
+        file.write_text(text, encoding="utf-8")
 
 
 def extract(document, folder):
-    with open(document, encoding="utf-8") as file:
-        text = file.read()
     os.makedirs(folder, exist_ok=True)
-    sources = []
-    for number, (program, output) in enumerate(examples(text), 1):
-        stem = os.path.join(folder, f"example_{number}")
-        write_changed(stem + ".cpp", program)
-        write_changed(stem + ".txt", output)
-        sources.append(stem + ".cpp")
-    print(";".join(sources), end="")
+    stems = []
+    for number, bodies in enumerate(examples(pathlib.Path(document).read_text(encoding="utf-8")), 1):
+        stems.append(os.path.join(folder, f"example_{number}"))
+        for suffix, body in zip((".cpp", ".txt"), bodies):
+            write_changed(stems[-1] + suffix, body)
+    print(";".join(stem + ".cpp" for stem in stems), end="")
 
 
 def check(program, expected):
-    with open(expected, encoding="utf-8") as file:
-        wanted = file.read()
+    wanted = pathlib.Path(expected).read_text(encoding="utf-8")
     with tempfile.TemporaryDirectory() as folder:
         run = subprocess.run([os.path.abspath(program)], cwd=folder, stdout=subprocess.PIPE, timeout=GUARD, check=True)
     printed = run.stdout.decode("utf-8", "backslashreplace")

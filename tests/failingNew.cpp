@@ -49,3 +49,16 @@ void operator delete(void* memory) noexcept {
 void operator delete(void* memory, std::size_t /*size*/) noexcept {
     operator delete(memory);
 }
+
+// The array forms of the C++ library come here by themselves, those of a sanitizer do not.
+void* operator new[](std::size_t size) {
+    return operator new(size);
+}
+
+void operator delete[](void* memory) noexcept {
+    operator delete(memory);
+}
+
+void operator delete[](void* memory, std::size_t /*size*/) noexcept {
+    operator delete(memory);
+}

@@ -47,13 +47,13 @@ class GuardedTest(unittest.TestCase):
     """Ends what hangs, wherever it does, so that the cleaning up still happens."""
 
     def setUp(self):
-        signal.signal(signal.SIGALRM, self.give_up)
+        def give_up(*_):
+            signal.alarm(GUARD)
+            raise TimeoutError("hangs")
+
+        signal.signal(signal.SIGALRM, give_up)
         signal.alarm(GUARD)
         self.addCleanup(signal.alarm, 0)
-
-    def give_up(self, *_):
-        signal.alarm(GUARD)
-        raise TimeoutError("hangs")
 
 
 def wait_until(condition):
@@ -116,8 +116,8 @@ class Device:
     def start(self, env, wrap=(), program=PROGRAM, stdin=subprocess.PIPE, **options):
         """Starts a request with these variables and PATH alone; a value of None leaves the variable out."""
         env = {"PATH": "/usr/bin:/bin", **({"ASAN_OPTIONS": "detect_leaks=0"} if wrap else {}), **env}
-        process = subprocess.Popen([*wrap, program], cwd=self.html, stdin=stdin, stdout=subprocess.PIPE,
-                                   env={name: value for name, value in env.items() if value is not None}, **options)
+        env = {name: value for name, value in env.items() if value is not None}
+        process = subprocess.Popen([*wrap, program], cwd=self.html, stdin=stdin, stdout=subprocess.PIPE, env=env, **options)
         self.test.addCleanup(end, process)
         return process
 

@@ -43,21 +43,16 @@ std::string failure(Action action) {
     return text.compare(0, name.size(), name) == 0 ? text.substr(name.size()) : "not located: " + text;
 }
 
-// What the operations with a list of objects take behind the first.
-zusl::Serializable* pointer(zusl::Serializable& object) {
-    return &object;
-}
+zusl::Serializable* const any = nullptr;
 
-// An input stream that hands out these bytes as one raw object.
+// An input stream with one raw object.
 struct RawSource : MemIOStream {
-    std::string bytes;
+    int left = 1;
     bool readNextObject(unsigned char*& data, unsigned int& length) override {
-        if (bytes.empty())
+        if (left-- == 0)
             return false;
-        data = new unsigned char[bytes.size()];
-        std::copy(bytes.begin(), bytes.end(), data);
-        length = static_cast<unsigned int>(bytes.size());
-        bytes.clear();
+        data = new unsigned char[length = 12];
+        std::copy_n(unhex(seven).begin(), length, data);
         return true;
     }
 };
@@ -72,84 +67,68 @@ struct Enormous : Unreliable {
 TEST(MemIOStream, BeginsEmpty) {
     const MemIOStream none(0), some(16);
     for (const MemIOStream* const stream : {&none, &some}) {
-        EXPECT_TRUE(stream->isEmpty());
-        EXPECT_TRUE(stream->validate());
-        EXPECT_FALSE(stream->isEOF());
-        EXPECT_EQ(stream->count(), 0U);
-        EXPECT_EQ(stream->getNextType(), 1U);
+        EXPECT_TRUE(stream->isEmpty() && stream->validate() && !stream->isEOF());
+        EXPECT_TRUE(stream->count() == 0 && stream->getNextType() == 1);
         const unsigned char* data = bytesOf(seven);
         unsigned int length = 1;
         stream->getBuffer(data, length);
-        EXPECT_EQ(data, nullptr);
-        EXPECT_EQ(length, 0U);
+        EXPECT_TRUE(data == nullptr && length == 0);
         EXPECT_EQ(hex(binaryForm(*stream)), "00 00 00 00");
     }
-    EXPECT_EQ(none.capacity(), 0U);
-    EXPECT_EQ(some.capacity(), 16U);
+    EXPECT_TRUE(none.capacity() == 0 && some.capacity() == 16);
 }
 
-TEST(MemIOStream, LaysDownRecords) {
+TEST(MemIOStream, LaysDownRecordsAndReadsThemInTheirOrder) {
     MemIOStream stream;
     EXPECT_EQ(stream.write(Integer(7)), 12U);
-    EXPECT_EQ(content(stream), seven);
-    EXPECT_EQ(hex(binaryForm(stream)), "0C 00 00 00 " + seven);
     EXPECT_EQ(stream.close(), 8U);
-    EXPECT_EQ(content(stream), seven + " " + ending);
-    stream << String("ab") << Integer(1);
+    EXPECT_EQ(hex(binaryForm(stream)), "14 00 00 00 " + seven + " " + ending);
+    stream << String("text");
     stream.flush();
-    EXPECT_EQ(stream.count(), 4U);
-    EXPECT_TRUE(stream.validate());
+    EXPECT_EQ(stream.count(), 3U);
+    Integer number;
+    EXPECT_EQ(stream.peek(number) + stream.read(number), 24U);
+    EXPECT_EQ(number, 7);
+    EXPECT_TRUE(stream.isEOF() && stream.skip() == 8 && stream.getNextType() == 501);
+    String text;
+    stream >> text;
+    EXPECT_TRUE(text == "text" && stream.isEmpty() && !stream.isEOF());
 }
 
 TEST(MemIOStream, GrowsByItsRule) {
     MemIOStream stream;
-    stream.write(Integer(1));
-    EXPECT_EQ(stream.capacity(), 12U);
-    stream.write(Integer(2));
-    EXPECT_EQ(stream.capacity(), 36U);
-    stream.write(Integer(3));
-    EXPECT_EQ(stream.capacity(), 36U);
+    const auto check = [&](unsigned int capacity) { EXPECT_EQ(stream.capacity(), capacity); };
+    stream.write(Integer(1)), check(12);
+    stream.write(Integer(2)), check(36);
+    stream.write(Integer(3)), check(36);
     stream.skip();
-    stream.write(Integer(4)); // fits once the content is moved to the beginning
-    EXPECT_EQ(stream.capacity(), 36U);
+    stream.write(Integer(4)), check(36); // fits once the content is moved to the beginning
     Integer number;
     for (const int expected : {2, 3, 4}) {
         stream >> number;
         EXPECT_EQ(number, expected);
     }
-    stream.checkBuff(36);
-    EXPECT_EQ(stream.capacity(), 36U);
-    stream.checkBuff(37);
-    EXPECT_EQ(stream.capacity(), 2 * 36U + 37U);
-    stream.reserve(100);
-    EXPECT_EQ(stream.capacity(), 109U);
-    stream.reserve(110);
-    EXPECT_EQ(stream.capacity(), 110U);
+    stream.checkBuff(36), check(36);
+    stream.checkBuff(37), check(2 * 36 + 37);
+    stream.reserve(100), check(109);
+    stream.reserve(110), check(110);
     stream.write(Integer(5));
-    stream.clear();
+    stream.clear(), check(110);
     EXPECT_TRUE(stream.isEmpty());
-    EXPECT_EQ(stream.capacity(), 110U);
-    stream.purge();
-    EXPECT_EQ(stream.capacity(), 0U);
+    stream.purge(), check(0);
     stream.clear();
     stream.defrag();
-    EXPECT_EQ(stream.size(), 0U);
-}
-
-TEST(MemIOStream, RefusesToGrowBeyond32Bits) {
-    MemIOStream stream;
     stream.write(Integer(7));
     EXPECT_THROW(stream.write(Enormous()), std::bad_alloc);
     EXPECT_THROW(stream.checkBuff(0xFFFFFFFF), std::bad_alloc);
     EXPECT_EQ(content(stream), seven);
-    EXPECT_EQ(stream.capacity(), 12U);
+    check(12);
 }
 
 TEST(MemIOStream, CopiesOnlyWhatWasNotRead) {
-    MemIOStream stream(100);
+    MemIOStream stream(100), assigned(5), same(100);
     stream << Integer(1) << Integer(7);
     stream.skip();
-    MemIOStream assigned(5), same(100);
     assigned = stream;
     same.write(String("before"));
     same = stream;
@@ -159,9 +138,7 @@ TEST(MemIOStream, CopiesOnlyWhatWasNotRead) {
         EXPECT_EQ(copy.capacity(), 100U);
     }
     stream = MemIOStream();
-    EXPECT_EQ(stream.capacity(), 0U);
-    EXPECT_EQ(MemIOStream(stream).capacity(), 0U);
-    stream.defrag();
+    EXPECT_EQ(stream.capacity() + MemIOStream(stream).capacity(), 0U);
 }
 
 TEST(MemIOStream, WritesRawBytesInPlace) {
@@ -169,13 +146,13 @@ TEST(MemIOStream, WritesRawBytesInPlace) {
     unsigned char* data;
     stream.getWriteBuffer(data, 100);
     std::copy_n(unhex(seven).begin(), 12, data);
-    stream.finalizeBuffer(data, 200);
-    stream.finalizeBuffer(data, 100);
-    EXPECT_EQ(stream.size(), 100U);
+    for (const unsigned int length : {200U, 100U}) {
+        stream.finalizeBuffer(data, length);
+        EXPECT_EQ(stream.size(), 100U);
+    }
     stream.finalizeBuffer(data, 12);
     EXPECT_EQ(content(stream), seven);
-    unsigned char* const end = data + 12;
-    unsigned char* position = end;
+    unsigned char* position = data + 12;
     stream.finalizeBuffer(position, 0);
     EXPECT_EQ(stream.size(), 12U);
 }
@@ -184,18 +161,14 @@ TEST(MemIOStream, TakesBytesThatAreWholeRecords) {
     const std::string two = unhex(seven + " " + ending);
     MemIOStream stream(bytesOf(two), 20);
     EXPECT_EQ(stream.count(), 2U);
-    EXPECT_EQ(stream.capacity(), 20U);
     stream.setBuffer(bytesOf(two), 12);
     EXPECT_EQ(content(stream), seven);
-    EXPECT_EQ(stream.capacity(), 20U);
     stream.setBuffer(nullptr, 5);
-    EXPECT_TRUE(stream.isEmpty());
-    EXPECT_EQ(stream.capacity(), 20U);
+    EXPECT_TRUE(stream.isEmpty() && stream.capacity() == 20);
     for (const unsigned int length : {1U, 7U, 8U, 11U, 13U, 19U}) {
         EXPECT_EQ(failure([&] { stream.setBuffer(bytesOf(two), length); }),
                   "setBuffer() - resulting memory is not valid.");
-        EXPECT_EQ(stream.size(), length);
-        EXPECT_FALSE(stream.validate());
+        EXPECT_TRUE(stream.size() == length && !stream.validate());
         EXPECT_NE(thrown([&] { MemIOStream(bytesOf(two), length); }), "");
     }
 }
@@ -207,23 +180,17 @@ TEST(MemIOStream, TakesItsOwnContent) {
     unsigned int length;
     stream.getBuffer(data, length);
     stream.setBuffer(data + 12, 12);
-    EXPECT_EQ(content(stream), seven);
     for (const unsigned int extra : {0U, 100U}) { // growing, and in place
-        MemIOStream own;
-        own.write(Integer(7));
+        MemIOStream own(stream);
         own.reserve(12 + extra);
         EXPECT_EQ(own.write(own), 24U);
         EXPECT_EQ(content(own), seven + " 06 00 00 00 10 00 00 00 0C 00 00 00 " + seven);
     }
-}
-
-TEST(MemIOStream, IsReadIntoItself) {
-    MemIOStream inner, stream;
-    inner.write(Integer(7));
-    stream.write(inner);
-    stream.write(Integer(1));
-    stream.read(stream);
-    EXPECT_EQ(content(stream), seven);
+    MemIOStream outer;
+    outer.write(stream);
+    outer.write(Integer(1));
+    outer.read(outer);
+    EXPECT_EQ(content(outer), seven);
 }
 
 TEST(MemIOStream, BinaryFormGoesToAnotherStream) {
@@ -232,7 +199,6 @@ TEST(MemIOStream, BinaryFormGoesToAnotherStream) {
     stream.skip();
     const std::string form = binaryForm(stream);
     EXPECT_EQ(readForm(other, form + "behind"), form.size());
-    EXPECT_EQ(content(other), content(stream));
     for (size_t cut = 0; cut < form.size(); ++cut) {
         EXPECT_EQ(thrown([&] { readForm(other, form.substr(0, cut)); }), fromBinFailed) << cut;
         EXPECT_EQ(content(other), content(stream));
@@ -241,10 +207,8 @@ TEST(MemIOStream, BinaryFormGoesToAnotherStream) {
               "setBuffer() - resulting memory is not valid.");
     EXPECT_EQ(readForm(other, unhex("00 00 00 00")), 4U);
     EXPECT_TRUE(other.isEmpty());
-    EXPECT_EQ(other.getTypeId(), 6U);
-    EXPECT_EQ(other.getTypeName(), "zusl_MemIOStream");
+    EXPECT_TRUE(other.getTypeId() == 6 && other.getTypeName() == "zusl_MemIOStream");
     EXPECT_EQ(failure([&] { other.toXML(); }), "toXML() - not implemented");
-    EXPECT_EQ(failure([&] { other.toXML(nullptr); }), "toXML() - not implemented");
     EXPECT_EQ(failure([&] { other.fromXML(""); }), "fromXML() - not implemented");
 }
 
@@ -254,7 +218,6 @@ TEST(MemIOStream, FailedWriteLeavesNothingBehind) {
     Unreliable object;
     for (const Unreliable::Failure mode : {Unreliable::exception, Unreliable::other}) {
         object.failure = mode;
-        EXPECT_EQ(failure([&] { stream.write(object); }), "couldn't convert object to binary data");
         EXPECT_EQ(failure([&] { stream << object; }), "couldn't convert object to binary data");
         EXPECT_EQ(content(stream), seven);
     }
@@ -265,61 +228,37 @@ TEST(MemIOStream, FailedWriteLeavesNothingBehind) {
 }
 
 TEST(MemIOStream, TransfersRawObjects) {
-    MemIOStream stream;
+    MemIOStream stream, memory;
     stream.write(Integer(1));
     RawSource source;
-    source.bytes = unhex(seven + " " + ending);
     zusl::IStream& input = source;
-    stream << input;
-    stream << input; // there is no other
+    stream << input << input; // the second time there is no other
     stream.skip();
-    EXPECT_EQ(content(stream), seven + " " + ending);
-    MemIOStream memory;
-    EXPECT_EQ(failure([&] { stream << static_cast<zusl::IStream&>(memory); }),
-              "readNextObject() - not implemented");
+    EXPECT_EQ(content(stream), seven);
     unsigned char* data = nullptr;
     unsigned int length = 0;
     EXPECT_EQ(failure([&] { stream.getNextObject(memory, data, length); }),
               "readNextObject() - not implemented");
 }
 
-TEST(MemIOStream, ReadsInTheOrderOfWriting) {
-    MemIOStream stream;
-    stream << Integer(7) << String("text");
-    stream.close();
-    Integer number;
-    String text;
-    EXPECT_EQ(stream.getNextType(), 504U);
-    EXPECT_EQ(stream.peek(number), 12U);
-    EXPECT_EQ(stream.read(number), 12U);
-    EXPECT_EQ(number, 7);
-    stream >> text;
-    EXPECT_EQ(text, "text");
-    EXPECT_TRUE(stream.isEOF());
-    EXPECT_EQ(stream.skip(), 8U);
-    EXPECT_FALSE(stream.isEOF());
-    EXPECT_TRUE(stream.isEmpty());
-    EXPECT_EQ(stream.getNextType(), 1U);
-}
-
 TEST(MemIOStream, RefusesToReadWhatIsNotThere) {
-    MemIOStream empty, numbers, closed, five = rawStream("12345");
+    MemIOStream empty, numbers, closed, five = rawStream("12345"),
+                                        cut = rawStream(unhex(seven).substr(0, 11));
     numbers.write(Integer(7));
     closed.close();
-    MemIOStream cut = rawStream(unhex(seven).substr(0, 11));
     zusl::EndOfFile marker;
     Integer number(42);
     String text("before");
-    const std::tuple<MemIOStream*, zusl::Serializable*, const char*, const char*> cases[] = {
-        {&empty, &number, "read() - type mismatch", "peek() - type mismatch 1 != 504"},
-        {&numbers, &text, "read() - type mismatch", "peek() - type mismatch 504 != 501"},
-        {&empty, &marker, "read() - trying to read EOF", "peek() - trying to read EOF"},
-        {&closed, &marker, "read() - trying to read EOF", "peek() - trying to read EOF"},
-        {&closed, &number, "read() - type mismatch", "peek() - type mismatch 1 != 504"},
-        {&five, &number, "getNextType() - no data", "getNextType() - no data"},
-        {&five, &marker, "read() - trying to read EOF", "peek() - trying to read EOF"},
-        {&cut, &number, "read() - no data", "peek() - no data"},
-    };
+    const std::string type = "type mismatch", eof = "trying to read EOF", none = "no data";
+    const std::tuple<MemIOStream*, zusl::Serializable*, std::string, std::string> cases[] = {
+        {&empty, &number, "read() - " + type, "peek() - " + type + " 1 != 504"},
+        {&numbers, &text, "read() - " + type, "peek() - " + type + " 504 != 501"},
+        {&empty, &marker, "read() - " + eof, "peek() - " + eof},
+        {&closed, &marker, "read() - " + eof, "peek() - " + eof},
+        {&closed, &number, "read() - " + type, "peek() - " + type + " 1 != 504"},
+        {&five, &number, "getNextType() - " + none, "getNextType() - " + none},
+        {&five, &marker, "read() - " + eof, "peek() - " + eof},
+        {&cut, &number, "read() - " + none, "peek() - " + none}};
     for (const auto& [stream, object, read, peek] : cases) {
         const std::string before = content(*stream);
         EXPECT_EQ(failure([&, s = stream, o = object] { s->read(*o); }), read);
@@ -330,6 +269,9 @@ TEST(MemIOStream, RefusesToReadWhatIsNotThere) {
     EXPECT_EQ(number, 42);
     for (MemIOStream* const stream : {&empty, &five, &cut})
         EXPECT_EQ(failure([&] { stream->skip(); }), "skip() - no data");
+    for (const auto& [length, count] : {std::pair(7U, 0U), {8U, 1U}, {12U, 1U}, {13U, 2U}, {20U, 2U}})
+        EXPECT_EQ(rawStream(unhex(seven + " " + ending).substr(0, length)).count(), count) << length;
+    EXPECT_EQ(rawStream(unhex("F8 01 00 00 FF FF FF FF 07")).count(), 1U);
     EXPECT_EQ(failure([&] { five.isEOF(); }), "getNextType() - no data");
     EXPECT_EQ(numbers.skip(), 12U);
 }
@@ -338,13 +280,13 @@ TEST(MemIOStream, PassesOnWhatTheObjectSaid) {
     MemIOStream stream;
     Unreliable object;
     stream << object << object;
-    const std::tuple<Unreliable::Failure, const char*> cases[] = {
-        {Unreliable::exception, "() - it failed"}, {Unreliable::other, "() - could not read object"}};
-    for (const auto& [mode, text] : cases) {
-        object.failure = mode;
-        EXPECT_EQ(failure([&] { stream.read(object); }), std::string("read") + text);
-        EXPECT_EQ(failure([&] { stream.peek(object); }), std::string("peek") + text);
-        EXPECT_EQ(failure([&] { stream.peek(2, nullptr, pointer(object)); }), std::string("peek") + text);
+    for (const bool known : {true, false}) {
+        object.failure = known ? Unreliable::exception : Unreliable::other;
+        const std::string text = known ? "() - it failed" : "() - could not read object";
+        EXPECT_EQ(failure([&] { stream.read(object); }), "read" + text);
+        EXPECT_EQ(failure([&] { stream.peek(object); }), "peek" + text);
+        EXPECT_EQ(failure([&] { stream.peek(2, nullptr, static_cast<zusl::Serializable*>(&object)); }),
+                  "peek" + text);
         EXPECT_EQ(stream.count(), 2U);
     }
     object.failure = Unreliable::none;
@@ -355,79 +297,34 @@ TEST(MemIOStream, PassesOnWhatTheObjectSaid) {
     EXPECT_EQ(failure([&] { badText.peek(text); }), std::string("peek() - ") + fromBinFailed);
 }
 
-TEST(MemIOStream, PeeksAtSeveralRecords) {
+TEST(MemIOStream, LooksAtSeveralRecords) {
     MemIOStream stream;
     stream << Integer(1) << String("two") << Integer(3);
     Integer a, b;
     String text;
-    zusl::Serializable* const any = nullptr;
-    EXPECT_EQ(stream.peek(2, &a, pointer(text)), 12U + 16U);
-    EXPECT_EQ(a, 1);
-    EXPECT_EQ(text, "two");
-    EXPECT_EQ(stream.peek(3, any, any, pointer(b)), 40U);
-    EXPECT_EQ(b, 3);
-    EXPECT_EQ(stream.peek(0, &text), 0U);
-    a = b = 0;
-    EXPECT_EQ(stream.peek(4, &a, pointer(text), pointer(b), pointer(a)),
-              0U); // one too few, the first three are filled
-    EXPECT_EQ(b, 3);
     zusl::EndOfFile marker;
+    zusl::Serializable *const toText = &text, *const toB = &b, *const toMarker = &marker;
+    EXPECT_EQ(stream.peek(2, &a, toText), 12U + 16U);
+    EXPECT_TRUE(a == 1 && text == "two");
+    EXPECT_EQ(stream.peek(3, any, any, toB) + stream.peek(0, &text), 40U);
+    EXPECT_EQ(b, 3);
+    b = 0;
+    EXPECT_EQ(stream.peek(4, &a, toText, toB, any), 0U); // one too few, the first three are filled
+    EXPECT_EQ(b, 3);
     EXPECT_EQ(failure([&] { stream.peek(1, &text); }), "peek() - type mismatch");
-    EXPECT_EQ(failure([&] { stream.peek(2, &a, pointer(marker)); }), "peek() - trying to read EOF");
+    EXPECT_EQ(failure([&] { stream.peek(2, &a, toMarker); }), "peek() - trying to read EOF");
     EXPECT_EQ(stream.count(), 3U);
-    MemIOStream closed;
-    closed.close();
-    EXPECT_EQ(closed.peek(1, any), 8U);
-    EXPECT_EQ(closed.count(), 1U);
-    EXPECT_EQ(MemIOStream().peek(1, any), 0U);
-    EXPECT_EQ(rawStream(unhex(seven).substr(0, 11)).peek(1, any), 0U);
-}
+    const MemIOStream cut = rawStream(unhex(seven).substr(0, 11)),
+                      closed = rawStream(unhex(seven + " " + ending));
+    EXPECT_EQ(closed.peek(2, any, any), 20U);
+    EXPECT_EQ(MemIOStream().peek(1, any) + cut.peek(1, any), 0U);
 
-TEST(MemIOStream, ChecksTypes) {
-    MemIOStream stream;
-    stream.write(Integer(1));
-    stream.close();
-    Integer number;
-    String text;
-    zusl::EndOfFile marker;
-    zusl::Serializable* const any = nullptr;
-    EXPECT_TRUE(stream.checkTypes(2, &number, any));
-    EXPECT_TRUE(stream.checkTypes(2, any, pointer(marker)));
-    EXPECT_TRUE(stream.checkTypes(0, &text));
-    EXPECT_FALSE(stream.checkTypes(1, &text));
-    EXPECT_FALSE(stream.checkTypes(2, &number, pointer(number)));
-    EXPECT_FALSE(stream.checkTypes(3, &number, any, any));
+    EXPECT_TRUE(closed.checkTypes(2, &a, any) && closed.checkTypes(2, any, toMarker));
+    EXPECT_TRUE(closed.checkTypes(0, &text));
+    EXPECT_FALSE(closed.checkTypes(1, &text) || closed.checkTypes(2, &a, toB) || cut.checkTypes(1, &a));
+    EXPECT_FALSE(closed.checkTypes(3, &a, any, any));
     EXPECT_EQ(failure([&] { MemIOStream().checkTypes(0, any); }), "checkTypes() - no data");
     EXPECT_EQ(failure([&] { rawStream("1234567").checkTypes(1, any); }), "checkTypes() - no data");
-    EXPECT_FALSE(rawStream(unhex(seven).substr(0, 11)).checkTypes(1, &number));
-}
-
-TEST(MemIOStream, CountsAPieceOfARecord) {
-    const std::string two = unhex(seven + " " + ending);
-    const std::pair<size_t, unsigned> cases[] = {{0, 0}, {7, 0}, {8, 1}, {11, 1}, {12, 1}, {13, 2}, {20, 2}};
-    for (const auto& [length, count] : cases)
-        EXPECT_EQ(rawStream(two.substr(0, length)).count(), count) << length;
-    EXPECT_EQ(rawStream(unhex("F8 01 00 00 FF FF FF FF 07")).count(), 1U);
-}
-
-TEST(MemIOStream, AnyContentIsSafeUnderEveryReader) {
-    const std::string good = unhex(seven + " " + ending + " F5 01 00 00 06 00 00 00 01 00 00 00 61 00");
-    for (size_t bit = 0; bit < 8 * good.size(); ++bit) {
-        std::string bytes = good.substr(0, good.size() - bit % 3);
-        if (bit / 8 < bytes.size())
-            bytes[bit / 8] = static_cast<char>(bytes[bit / 8] ^ (1 << bit % 8));
-        MemIOStream stream = rawStream(bytes);
-        Integer number;
-        String text;
-        zusl::Serializable* const any = nullptr;
-        thrown([&] { stream.peek(number); });
-        thrown([&] { stream.peek(3, &number, any, pointer(text)); });
-        thrown([&] { stream.checkTypes(3, &number, any, pointer(text)); });
-        EXPECT_LE(stream.count(), bytes.size());
-        while (thrown([&] { stream.getNextType() == 504 ? stream.read(number) : stream.skip(); }).empty())
-            EXPECT_LT(stream.size(), bytes.size());
-        EXPECT_LE(stream.size(), bytes.size());
-    }
 }
 
 TEST(MemIOStream, GoesToAFileAndBack) {
@@ -439,46 +336,38 @@ TEST(MemIOStream, GoesToAFileAndBack) {
     EXPECT_EQ(hex(file.bytes()), seven);
     other.write(String("before"));
     EXPECT_TRUE(other.load(file.path()));
-    EXPECT_EQ(content(other), seven);
     for (const char* const path : {"/nonexistent/file", "/tmp", "/dev/null"}) {
         EXPECT_FALSE(other.load(path)) << path;
         EXPECT_EQ(content(other), seven);
     }
-    EXPECT_FALSE(other.save("/nonexistent/file"));
-    EXPECT_FALSE(other.save("/dev/full"));
+    EXPECT_FALSE(other.save("/nonexistent/file") || other.save("/dev/full"));
     EXPECT_FALSE(other.load(TemporaryFile(unhex(seven + " F8 01")).path()));
     EXPECT_EQ(content(other), seven + " F8 01");
-    EXPECT_EQ(MemIOStream().save(file.path()), true);
+    EXPECT_TRUE(MemIOStream().save(file.path()));
     EXPECT_EQ(file.bytes(), "");
-    EXPECT_TRUE(other.load(file.path()));
-    EXPECT_TRUE(other.isEmpty());
+    EXPECT_TRUE(other.load(file.path()) && other.isEmpty());
 }
 
 TEST(MemIOStream, WaitsForContent) {
-    MemIOStream stream;
-    EXPECT_FALSE(stream.wait(20));
-    stream.write(Integer(7));
-    EXPECT_FALSE(stream.wait(0)); // the timeout is looked at first
-    EXPECT_TRUE(stream.wait(10000));
-    EXPECT_TRUE(stream.wait(0xFFFFFFFF));
-
     struct Later : MemIOStream { // not empty from the fourth look on
         mutable int looks = 0;
         bool isEmpty() const override { return ++looks < 4; }
     } later;
     EXPECT_TRUE(later.wait(0xFFFFFFFF));
     EXPECT_EQ(later.looks, 4);
+    MemIOStream stream;
+    EXPECT_FALSE(stream.wait(20));
+    stream.write(Integer(7));
+    EXPECT_FALSE(stream.wait(0)); // the timeout is looked at first
+    EXPECT_TRUE(stream.wait(10000));
 }
 
 TEST(EndOfFile, HoldsNothing) {
     zusl::EndOfFile marker;
-    EXPECT_EQ(marker.toXML(), "<zusl_EndOfFile/>");
-    EXPECT_EQ(marker.toXML("x"), "<x/>");
-    EXPECT_TRUE(marker.fromXML(""));
-    EXPECT_TRUE(marker.fromXML(nullptr));
+    EXPECT_EQ(marker.toXML() + marker.toXML("x"), "<zusl_EndOfFile/><x/>");
+    EXPECT_TRUE(marker.fromXML("") && marker.fromXML(nullptr));
     EXPECT_EQ(marker.getBinLength() + marker.toBin(nullptr) + marker.fromBin(nullptr, 0), 0U);
     const TemporaryFile file;
-    EXPECT_TRUE(marker.toFile(file.path()));
+    EXPECT_TRUE(marker.toFile(file.path()) && marker.fromFile(file.path()));
     EXPECT_EQ(hex(file.bytes()), "01 00 00 00 00 00");
-    EXPECT_TRUE(marker.fromFile(file.path()));
 }

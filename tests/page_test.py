@@ -36,7 +36,7 @@ class PageTest(GuardedTest):
 
     def state(self):
         with urllib.request.urlopen(self.demo.url + "state.json") as answer:
-            return json.load(answer)
+            return json.load(answer)["settings"]
 
     def open(self, query=""):
         self.browser.get(self.demo.url + query)
@@ -53,7 +53,7 @@ class PageTest(GuardedTest):
 
     def test_settings_survive_the_round_trip(self):
         self.open()
-        self.assert_form_shows(self.state()["settings"])
+        self.assert_form_shows(self.state())
         for room, note, target, mode, brightness in [
                 ("a<b&c \"ü", "1 + 1 = 2", 21.5, "auto", 35), ("100%41 </room>", "</note><mode>off</mode> €%&+=;#", 5, "cool", 0)]:
             with self.subTest(room=room):
@@ -66,7 +66,7 @@ class PageTest(GuardedTest):
                 wanted = {"room": room, "note": note, "target": target, "mode": mode, "brightness": brightness,
                           "away": self.element("away").is_selected()}
                 self.element("save").click()
-                wait_until(lambda: self.state()["settings"] == wanted)
+                wait_until(lambda: self.state() == wanted)
                 wait_until(lambda: self.browser.current_url.endswith("?success=restarted"))
                 # What the page remembers of the save must not stand in for what the device tells.
                 self.open()
@@ -84,7 +84,7 @@ class PageTest(GuardedTest):
 
     def test_control_characters_are_refused_with_a_reason(self):
         self.open()
-        before = self.state()["settings"]
+        before = self.state()
         for name, text in (("note", "two\nlines"), ("note", "tab\there"), ("room", "bell\a"), ("room", "delete\x7f")):
             with self.subTest(name=name, text=text):
                 self.set_by_script(name, text)
@@ -93,7 +93,7 @@ class PageTest(GuardedTest):
                 self.assertNotEqual(self.element(name + "-error").text, "")
                 self.set_by_script(name, "fine")
                 self.assertEqual(self.element(name + "-error").text, "")
-        self.assertEqual((self.browser.current_url, self.state()["settings"]), (self.demo.url, before))
+        self.assertEqual((self.browser.current_url, self.state()), (self.demo.url, before))
 
 
 if __name__ == "__main__":

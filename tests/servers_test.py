@@ -21,22 +21,17 @@ class ServerTests:
         self.settings = os.path.join(self.demo.directory, "html", "settings_xml.txt")
 
     def start_curl(self, path, *options):
-        return subprocess.Popen(
-            ["curl", "-s", "--noproxy", "*", "--path-as-is", "-w", "\\n%{http_code} %header{location}",
-             *options, self.demo.url + path], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        return subprocess.Popen(["curl", "-s", "--noproxy", "*", "--path-as-is", "-w", "\\n%{http_code} %header{location}",
+                                 *options, self.demo.url + path], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
 
     def curl(self, path, *options, body=b""):
         """The status code, where the answer leads, and its body."""
-        process = self.start_curl(path, *options)
-        content, _, end = process.communicate(body)[0].rpartition(b"\n")
+        content, _, end = self.start_curl(path, *options).communicate(body)[0].rpartition(b"\n")
         code, _, location = end.decode().partition(" ")
         return int(code), location, content
 
     def save(self, form, referer="", kind=FORM_TYPE):
         return self.curl("saveSettings", "--referer", referer, "-H", "Content-Type: " + kind, "--data-binary", "@-", body=form)
-
-    def runs_with(self, **settings):
-        return settings.items() <= json.loads(self.curl("state.json")[2])["settings"].items()
 
     def saved(self):
         with open(self.settings, "rb") as file:
@@ -50,7 +45,7 @@ class ServerTests:
                  {"target": 17, "mode": "off", "note": "a<b&c"})]:
             with self.subTest(form=form):
                 self.assertEqual(self.save(form, referer)[:2], (302, location))
-                wait_until(lambda expected=settings: self.runs_with(**expected))
+                wait_until(lambda: settings.items() <= json.loads(self.curl("state.json")[2])["settings"].items())
         self.assertEqual(self.saved(), settings_text((b"mode", b"off"), (b"target", b"17")))
         code, location, _ = self.save(b"target=18")
         self.assertEqual((code, location.partition("?")[2]), (302, "success=restarted"))
@@ -59,8 +54,9 @@ class ServerTests:
         os.kill(self.demo.application, signal.SIGKILL)
         wait_until(lambda: not os.path.exists("/proc/%d" % self.demo.application))
         page = self.demo.url + "x"
-        others, answer = [subprocess.call(["killall", "-q", "-0", "thermostat"])], self.save(b"target=19", page)
-        if 0 in others + [subprocess.call(["killall", "-q", "-0", "thermostat"])]:
+        others = ["killall", "-q", "-0", "thermostat"]
+        before, answer = subprocess.call(others), self.save(b"target=19", page)
+        if 0 in (before, subprocess.call(others)):
             self.skipTest("somebody else's thermostat runs on this machine")
         self.assertEqual(answer[:2], (302, page + "?success=stopped"))
         self.assertEqual(self.saved(), settings_text((b"target", b"19")))
@@ -78,9 +74,9 @@ class ServerTests:
         code, _, page = self.curl("")
         self.assertEqual((code, page), (200, self.curl("index.html")[2]))
         self.assertIn(b"<form", page)
-        program = ["saveSettings?target=9", "saveSettings/?target=9", "/saveSettings?target=9", "%73aveSettings?target=9",
-                   "saveSettings/x?target=9", "./saveSettings?target=9", "x/../saveSettings?target=9"]
-        requests = [(path, *method) for path in program for method in (["-G"], ["--head"], ["-X", "PUT"], ["-X", "get"])]
+        program = ("saveSettings", "saveSettings/", "/saveSettings", "%73aveSettings", "saveSettings/x", "./saveSettings", "x/../saveSettings")
+        methods = (["-G"], ["--head"], ["-X", "PUT"], ["-X", "get"])
+        requests = [(path + "?target=9", *method) for path in program for method in methods]
         requests += [(path.replace("NAME", name),) for name in ("settings_xml.txt", "pid.cgi") for path in (
             "NAME", "/NAME", "./NAME", "x/../NAME", "NAME/", "NAME?x", "NAME%00", "NAME%00.html", "NAME/x.html", "NAME.123",
             "NAME~", "%2eNAME", "%2e/NAME", name.replace(".", "%2e"), name.replace("i", "%69"), name.upper())]

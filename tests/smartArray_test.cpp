@@ -23,16 +23,14 @@ TEST(SmartArray, LastHandleReleasesTheArrayOnce) {
     Handle first(new Counted[3], 3);
     first[2].value = 7;
     {
-        Handle second(first);
-        Handle third;
+        Handle second(first), third;
         third = second;
         third = *&third;
         Handle moved(std::move(second));
         moved = std::move(third);
         first.removeReference();
         first.removeReference();
-        EXPECT_EQ(Counted::alive, 3);
-        EXPECT_EQ(moved[2].value, 7);
+        EXPECT_TRUE(Counted::alive == 3 && moved[2].value == 7);
         first = moved;
     }
     EXPECT_EQ(first[2].value, 7);
@@ -42,9 +40,8 @@ TEST(SmartArray, LastHandleReleasesTheArrayOnce) {
 
 TEST(SmartArray, RefusesAccessWithLocatedErrors) {
     const zutl::ConstSmartArray<char> empty(nullptr, 0);
-    const zutl::SmartArray<char> six(new char[6]{'a', 'b', 'c', 'd', 'e', 'f'}, 6);
-    EXPECT_EQ(*six, 'a');
-    EXPECT_EQ(six[5], 'f');
+    const zutl::SmartArray<char> six(new char[6]{"abcde"}, 6);
+    EXPECT_TRUE(*six == 'a' && six[4] == 'e');
     const auto refusal = [](auto action) { return thrownIn("libraries/src/misc/zutl_SmartArray.h", action); };
     EXPECT_EQ(refusal([&] { *empty; }), "zutl::SmartArray::operator*() - pointer is NULL!");
     EXPECT_EQ(refusal([&] { empty[0]; }), "zutl::SmartArray::operator[]() - pointer is NULL!");
@@ -66,7 +63,7 @@ TEST(SmartArray, IsReleasedFromSeveralThreads) {
     handle.removeReference();
     for (std::thread& thread : threads)
         thread.join();
-    threads.clear();
+    threads.clear(); // and with them the copies
     EXPECT_EQ(Counted::alive, 0);
 }
 
@@ -74,14 +71,10 @@ TEST(SmartArray, HoldsATextUpToItsFirstZeroByte) {
     const zutl::SmartArray<char> array = zutl::String(std::string("ab\0c", 4));
     EXPECT_EQ(std::string(&*array, 5), std::string("ab\0\0\0", 5));
     EXPECT_NE(thrown([&] { array[5]; }), "");
-    const zutl::SmartArray<char> empty = zutl::String();
-    EXPECT_EQ(empty[0], '\0');
+    EXPECT_EQ(zutl::SmartArray<char>(zutl::String())[0], '\0');
 }
 
 TEST(Exception, CarriesItsMessage) {
-    const auto raise = [] { throw zutl::Exception("the message"); };
-    EXPECT_EQ(thrown(raise), "the message");
-    EXPECT_THROW(raise(), std::exception);
     const int line = __LINE__ + 1;
     EXPECT_EQ(thrown([] { zutl::throwError("Some::Class", "act() - failed"); }),
               "tests/smartArray_test.cpp (" + std::to_string(line) + "): Some::Class::act() - failed");

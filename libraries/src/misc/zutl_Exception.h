@@ -20,7 +20,7 @@ public:
 
 // Throws an Exception with the message "FILE (LINE): CLASS::TEXT". File and line are those of the statement
 // that calls this; the text begins with the name of the failing operation.
-[[noreturn]] void throwError(const std::string& className, const std::string& text,
-                             const char* file = __builtin_FILE(), int line = __builtin_LINE());
+[[noreturn, gnu::cold]] void throwError(const char* className, const char* text,
+                                        const char* file = __builtin_FILE(), int line = __builtin_LINE());
 
 } // namespace zutl

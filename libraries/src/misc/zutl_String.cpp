@@ -1,5 +1,6 @@
 #include "zutl_String.h"
 
+#include "zutl_ByteSet.h"
 #include "zutl_File.h"
 
 #include <algorithm>
@@ -17,27 +18,6 @@ namespace zutl {
 namespace {
 
 constexpr const char* blanks = " \t\n\r";
-
-// A set of bytes that answers in one step, however many it holds.
-class ByteSet {
-public:
-    explicit ByteSet(std::string_view bytes) {
-        for (const char byte : bytes)
-            member[static_cast<unsigned char>(byte)] = true;
-    }
-    bool contains(char byte) const { return member[static_cast<unsigned char>(byte)]; }
-
-    // The first position at or after `from` that holds a byte of the set; npos when there is none.
-    size_t findIn(std::string_view text, size_t from) const {
-        for (size_t position = from; position < text.size(); ++position)
-            if (contains(text[position]))
-                return position;
-        return std::string_view::npos;
-    }
-
-private:
-    std::array<bool, 256> member{};
-};
 
 // Where the quoted section that opens at `open` ends; npos when it never does. A backslash hides the byte
 // after it, and the byte behind that one is looked at only as the closing quote.
@@ -271,7 +251,7 @@ bool String::fromFile(const char* path) {
     const File file(path, O_RDONLY);
     if (!file.isOpen())
         return false;
-    std::array<char, 4096> block;
+    std::array<char, 1024> block; // most files are smaller, and each page of the stack costs its first touch
     for (;;) {
         const ssize_t received = readSome(file.get(), block.data(), block.size());
         if (received == 0)

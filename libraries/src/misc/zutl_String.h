@@ -3,6 +3,7 @@
 
 #include "zu_Functions.h"
 #include "zusl_Serializable.h"
+#include "zutl_ByteOrder.h"
 #include "zutl_SmartArray.h"
 
 #include <cstring>
@@ -130,6 +131,7 @@ public:
 
     // The text with every complete element of the name replaced; what is nested in one goes with it. An open
     // tag without a close tag stays. The replacement is put in as it is and not searched.
+    // Linear in the text, but for a name that holds a "<", whose tags may overlap.
     String replaceElement(const String& name, const String& replacement) const;
 
     // --- Serialized forms (zusl::Serializable)
@@ -165,6 +167,16 @@ public:
 
     // A new array of size() + 1 bytes: the C text, filled up with zero bytes.
     operator SmartArray<char>() const;
+
+private:
+    // The binary form:
+    //
+    //     offset  size
+    //     0       4     n, the length of the text
+    //     4       n     the text
+    //     4 + n   1     a zero byte
+    static constexpr unsigned int binTextOffset = 4;
+    static constexpr unsigned int binOverhead = binTextOffset + 1;
 };
 
 template <typename Container>
@@ -194,6 +206,30 @@ String String::join(const Container& items, const String& separator) {
         first = false;
     }
     return result;
+}
+
+// The binary form is inline: containers write and read very many short texts.
+
+inline unsigned int String::getBinLength() const noexcept {
+    return static_cast<unsigned int>(size()) + binOverhead;
+}
+
+inline unsigned int String::toBin(unsigned char* buffer) const noexcept {
+    store32(buffer, static_cast<std::uint32_t>(size()));
+    std::memcpy(buffer + binTextOffset, c_str(), size() + 1);
+    return static_cast<unsigned int>(size()) + binOverhead;
+}
+
+inline unsigned int String::fromBin(const unsigned char* data, unsigned int length) {
+    if (length < binOverhead)
+        zusl::throwFromBinFailed();
+    const unsigned char* const text = data + binTextOffset;
+    const void* const end = std::memchr(text, 0, length - binTextOffset);
+    if (end == nullptr)
+        zusl::throwFromBinFailed();
+    assign(reinterpret_cast<const char*>(text),
+           static_cast<size_t>(static_cast<const unsigned char*>(end) - text));
+    return static_cast<unsigned int>(size()) + binOverhead;
 }
 
 // Finds the next open tag of the element at or after `start`: tagStart is the position of its "<", tagEnd

@@ -1,6 +1,5 @@
 // The serialized forms of zutl::String.
 
-#include "zutl_ByteOrder.h"
 #include "zutl_String.h"
 #include "zuxml_DomIterator.h"
 
@@ -12,15 +11,6 @@ namespace {
 
 constexpr unsigned int typeId = 501;
 constexpr const char* typeName = "zutl_String";
-
-// The binary form:
-//
-//     offset  size
-//     0       4     n, the length of the text
-//     4       n     the text
-//     4 + n   1     a zero byte
-constexpr unsigned int lengthSize = 4;
-constexpr unsigned int overhead = lengthSize + 1;
 
 } // namespace
 
@@ -58,28 +48,6 @@ bool String::fromXML(const char* xml) {
         return false;
     *this = cursor.getValue();
     return true;
-}
-
-unsigned int String::getBinLength() const noexcept {
-    return static_cast<unsigned int>(size()) + overhead;
-}
-
-unsigned int String::toBin(unsigned char* buffer) const noexcept {
-    store32(buffer, static_cast<std::uint32_t>(size()));
-    std::memcpy(buffer + lengthSize, c_str(), size() + 1);
-    return getBinLength();
-}
-
-unsigned int String::fromBin(const unsigned char* data, unsigned int length) {
-    if (length < overhead)
-        zusl::throwFromBinFailed();
-    const unsigned char* const text = data + lengthSize;
-    const void* const end = std::memchr(text, 0, length - lengthSize);
-    if (end == nullptr)
-        zusl::throwFromBinFailed();
-    assign(reinterpret_cast<const char*>(text),
-           static_cast<size_t>(static_cast<const unsigned char*>(end) - text));
-    return getBinLength();
 }
 
 } // namespace zutl

@@ -2,10 +2,13 @@
 // zutl::url: splits a URL text into its decoded components and prints them back.
 
 #include "zusl_Map.h"
+#include "zutl_Block.h"
+#include "zutl_ByteSet.h"
 #include "zutl_Integer.h"
 #include "zutl_String.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <string_view>
 
@@ -26,7 +29,7 @@ public:
     url() = default;
 
     // What parse gives for the text.
-    url(const String& text) { *this = parse(text); }
+    url(const String& text) { read(text); }
 
     url(const url& other) = default;
     url(url&& other) = default;
@@ -52,54 +55,125 @@ public:
     // digits give (0 without one); a "%" nearer to the end stays. With plusAsSpace every "+" that stands in
     // the text becomes a space.
     static String decode(const String& text, bool plusAsSpace);
+    static String decode(String&& text, bool plusAsSpace);
 
     // Turns each byte that stands in `reserved`, and "%", into "%" and two upper-case hexadecimal digits.
     static String encode(const String& text, const char* reserved);
 
 private:
+    static constexpr size_t pieceSize = 4096; // stays in the first cache
     static String decoded(std::string_view text, bool plusAsSpace);
-    static char escapedByte(char high, char low);
+    static String decodedInPieces(std::string_view text, bool plusAsSpace);
+    static char escapedByte(const char* digits);
+    template <bool plusAsSpace>
+    static char* decodePiece(char* to, const char* limit, const char*& next, const char* end);
+    static void appendEncoded(String& result, std::string_view text, const ByteSet& escaped);
+
+    void read(std::string_view text);
     void readAuthority(std::string_view authority);
     void readQuery(std::string_view text);
-    String authority() const;
+    void appendAuthority(String& text) const;
+    void appendQuery(String& text) const;
+
+    static constexpr size_t typicalLength = 128; // bytes; spares the growing in small steps
+
+    // What each component escapes.
+    static constexpr ByteSet escapedInScheme = ByteSet("%:");
+    static constexpr ByteSet escapedInUser = ByteSet("%@:/"); // and in the password
+    static constexpr ByteSet escapedInHost = ByteSet("%@:/?");
+    static constexpr ByteSet escapedInPath = ByteSet("%?");
+    static constexpr ByteSet escapedInName = ByteSet("%=&+");
+    static constexpr ByteSet escapedInValue = ByteSet("%&+");
 };
 
-// The operations that only url itself uses look at views of the text, so that nothing is copied but the
-// results.
+// The operations that only url itself uses look at views of the text and append to one result, so that
+// nothing is copied twice.
 
-inline char url::escapedByte(char high, char low) {
-    constexpr int none = 16;
-    const auto digit = [](char byte) {
-        if (byte >= '0' && byte <= '9')
-            return byte - '0';
-        const int letter = byte | 0x20;
-        return letter >= 'a' && letter <= 'f' ? letter - 'a' + 10 : none;
-    };
-    const int first = digit(high);
+// The byte of an escape: its two digits, as far as they are digits.
+inline char url::escapedByte(const char* digits) {
+    constexpr unsigned char none = 16;
+    constexpr auto values = [] {
+        std::array<unsigned char, 256> table{};
+        for (unsigned int byte = 0; byte < table.size(); ++byte) {
+            const unsigned int letter = (byte | 0x20U) - 'a';
+            const unsigned int value = byte - '0' < 10 ? byte - '0' : letter < 6 ? letter + 10 : none;
+            table[byte] = static_cast<unsigned char>(value);
+        }
+        return table;
+    }();
+    const unsigned int first = values[static_cast<unsigned char>(digits[0])];
+    const unsigned int second = values[static_cast<unsigned char>(digits[1])];
     if (first == none)
         return '\0';
-    const int second = digit(low);
     return static_cast<char>(second == none ? first : first * 16 + second);
 }
 
+// Decodes as much of [next, end) as the room up to the limit surely takes, moves `next` behind it and returns
+// the end of what was written. A whole block is stored before it is known how much of it is plain.
+template <bool plusAsSpace>
+char* url::decodePiece(char* to, const char* limit, const char*& next, const char* end) {
+    constexpr std::ptrdiff_t blockSize = Block::size;
+    const char* from = next; // a variable that nothing written through `to` can be
+    while (end - from >= blockSize) {
+        if (limit - to < blockSize) {
+            next = from;
+            return to;
+        }
+        Block block(from);
+        const size_t plain = block.find('%');
+        if constexpr (plusAsSpace)
+            block.replace('+', ' ');
+        block.store(to);
+        if (plain == Block::size) { // by a constant, so that the next block need not wait for this one
+            to += Block::size;
+            from += Block::size;
+            continue;
+        }
+        to += plain;
+        from += plain;
+        if (end - from <= 2)
+            break;
+        *to++ = escapedByte(from + 1);
+        from += 3;
+    }
+    while (from < end && to < limit) {
+        if (*from == '%' && end - from > 2) {
+            *to++ = escapedByte(from + 1);
+            from += 3;
+        } else {
+            *to++ = plusAsSpace && *from == '+' ? ' ' : *from;
+            ++from;
+        }
+    }
+    next = from;
+    return to;
+}
+
 inline String url::decoded(std::string_view text, bool plusAsSpace) {
+    if (text.size() > pieceSize)
+        return decodedInPieces(text, plusAsSpace);
+    String result(text); // gives it its room, which a decoded text never exceeds
+    const char* from = text.data();
+    char* const start = result.data();
+    const char* const limit = start + text.size();
+    const char* const end = plusAsSpace ? decodePiece<true>(start, limit, from, from + text.size())
+                                        : decodePiece<false>(start, limit, from, from + text.size());
+    if (end != limit)
+        result.resize(static_cast<size_t>(end - start));
+    return result;
+}
+
+inline String url::decodedInPieces(std::string_view text, bool plusAsSpace) {
+    const auto decodeInto = plusAsSpace ? decodePiece<true> : decodePiece<false>;
+    std::array<char, pieceSize> piece;
+    const char* from = text.data();
+    const char* const end = from + text.size();
     String result;
     result.reserve(text.size());
-    const auto appendPlain = [&](std::string_view plain) {
-        const size_t start = result.size();
-        result.append(plain);
-        if (plusAsSpace)
-            std::replace(result.begin() + static_cast<std::ptrdiff_t>(start), result.end(), '+', ' ');
-    };
-    for (;;) {
-        const size_t escape = text.find('%');
-        if (escape == text.npos || escape + 2 >= text.size())
-            break;
-        appendPlain(text.substr(0, escape));
-        result += escapedByte(text[escape + 1], text[escape + 2]);
-        text.remove_prefix(escape + 3);
+    while (from < end) {
+        const char* const pieceEnd = decodeInto(piece.data(), piece.data() + piece.size(), from, end);
+        result.append(piece.data(), static_cast<size_t>(pieceEnd - piece.data()));
     }
-    appendPlain(text);
     return result;
 }
 
@@ -107,47 +181,63 @@ inline String url::decode(const String& text, bool plusAsSpace) {
     return decoded(text, plusAsSpace);
 }
 
-inline String url::encode(const String& text, const char* reserved) {
+inline String url::decode(String&& text, bool plusAsSpace) {
+    // Most texts are their own decoded form.
+    const bool isPlain = text.find('%') == text.npos && !(plusAsSpace && text.find('+') != text.npos);
+    return isPlain ? std::move(text) : decoded(text, plusAsSpace);
+}
+
+inline void url::appendEncoded(String& result, std::string_view text, const ByteSet& escaped) {
     constexpr char digits[] = "0123456789ABCDEF";
-    const std::string_view escaped(reserved != nullptr ? reserved : "");
+    while (!text.empty()) {
+        const size_t plain = std::min(escaped.findIn(text, 0), text.size());
+        result.append(text.data(), plain);
+        text.remove_prefix(plain);
+        if (text.empty())
+            return;
+        const unsigned char byte = static_cast<unsigned char>(text.front());
+        const char escape[] = {'%', digits[byte >> 4], digits[byte & 15]};
+        result.append(escape, sizeof escape);
+        text.remove_prefix(1);
+    }
+}
+
+inline String url::encode(const String& text, const char* reserved) {
+    String escaped("%");
+    escaped += reserved != nullptr ? reserved : "";
     String result;
     result.reserve(text.size());
-    for (const char byte : text) {
-        if (byte != '%' && escaped.find(byte) == escaped.npos) {
-            result += byte;
-            continue;
-        }
-        result += '%';
-        result += digits[static_cast<unsigned char>(byte) >> 4];
-        result += digits[static_cast<unsigned char>(byte) & 15];
-    }
+    appendEncoded(result, text, ByteSet(escaped));
     return result;
 }
 
 inline url url::parse(const String& text) {
-    url result;
-    std::string_view rest(text);
+    return url(text);
+}
+
+inline void url::read(std::string_view rest) {
     const size_t schemeEnd = rest.find(':');
     if (schemeEnd != rest.npos) {
-        result.scheme = decoded(rest.substr(0, schemeEnd), false);
+        scheme = decoded(rest.substr(0, schemeEnd), false);
         rest.remove_prefix(schemeEnd + 1);
     }
     if (rest.substr(0, 2) == "//") {
         rest.remove_prefix(2);
         const size_t end = std::min(rest.find_first_of("/?"), rest.size());
-        result.readAuthority(rest.substr(0, end));
+        readAuthority(rest.substr(0, end));
         rest.remove_prefix(end);
         if (rest.empty())
-            return result;
+            return;
     }
-    if (rest.empty() || (rest.front() != '/' && rest.front() != '?'))
-        return url();
+    if (rest.empty() || (rest.front() != '/' && rest.front() != '?')) {
+        *this = url();
+        return;
+    }
     const size_t pathEnd = std::min(rest.find('?'), rest.size());
     if (pathEnd > 0)
-        result.path = decoded(rest.substr(1, pathEnd - 1), false);
+        path = decoded(rest.substr(1, pathEnd - 1), false);
     if (pathEnd < rest.size())
-        result.readQuery(rest.substr(pathEnd + 1));
-    return result;
+        readQuery(rest.substr(pathEnd + 1));
 }
 
 inline void url::readAuthority(std::string_view authority) {
@@ -177,43 +267,60 @@ inline void url::readQuery(std::string_view text) {
     }
 }
 
-inline String url::authority() const {
-    String text;
+inline void url::appendAuthority(String& text) const {
+    text += "//";
+    const size_t start = text.size();
     if (!user.empty()) {
-        text = encode(user, "@:/");
-        if (!password.empty())
-            text += ":" + encode(password, "@:/");
-        text += "@";
+        appendEncoded(text, user, escapedInUser);
+        if (!password.empty()) {
+            text += ':';
+            appendEncoded(text, password, escapedInUser);
+        }
+        text += '@';
     }
-    text += encode(host, "@:/?");
-    if (port >= 0)
-        text += ":" + String::fromInteger(port);
-    return text;
+    appendEncoded(text, host, escapedInHost);
+    if (port >= 0) {
+        text += ':';
+        text += String::fromInteger(port);
+    }
+    if (text.size() == start) // no authority, no slashes
+        text.resize(start - 2);
+}
+
+inline void url::appendQuery(String& text) const {
+    bool first = true;
+    for (const auto& [name, value] : parameters) {
+        if (!first)
+            text += '&';
+        appendEncoded(text, name, escapedInName);
+        text += '=';
+        appendEncoded(text, value, escapedInValue);
+        first = false;
+    }
 }
 
 inline String url::query() const {
     String text;
-    for (const auto& [name, value] : parameters) {
-        if (!text.empty())
-            text += '&';
-        text += encode(name, "=&+");
-        text += '=';
-        text += encode(value, "&+");
-    }
+    appendQuery(text);
     return text;
 }
 
 inline url::operator const String() const {
     String text;
-    if (!scheme.empty())
-        text = encode(scheme, ":") + ":";
-    const String authorityText = authority();
-    if (!authorityText.empty())
-        text += "//" + authorityText;
-    if (!path.empty())
-        text += "/" + encode(path, "?");
-    if (!parameters.empty())
-        text += "?" + query();
+    text.reserve(typicalLength);
+    if (!scheme.empty()) {
+        appendEncoded(text, scheme, escapedInScheme);
+        text += ':';
+    }
+    appendAuthority(text);
+    if (!path.empty()) {
+        text += '/';
+        appendEncoded(text, path, escapedInPath);
+    }
+    if (!parameters.empty()) {
+        text += '?';
+        appendQuery(text);
+    }
     return text;
 }
 

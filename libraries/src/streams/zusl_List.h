@@ -47,6 +47,11 @@ public:
     unsigned int fromBin(const unsigned char* data, unsigned int length) override;
 
 private:
+    template <typename Object>
+    static unsigned char* writeRecord(unsigned char* to, unsigned int typeId, const Object& object);
+    template <typename Object>
+    static void readRecord(RecordWalk& walk, unsigned int typeId, Object& object);
+
     // Where writing an element cannot fail, the length can be told without writing.
     static constexpr bool writingNeverFails =
         noexcept(std::declval<const T&>().getBinLength())&& noexcept(std::declval<const T&>().toBin(nullptr));
@@ -96,13 +101,15 @@ bool List<T>::fromXML(const char* xml) {
     return true;
 }
 
+// Elements are held by value, so their class is known: their operations are called without the table of
+// virtual ones, which lets the compiler put short ones in place.
+
 template <typename T>
 unsigned int List<T>::getBinLength() const {
     if constexpr (writingNeverFails) {
-        unsigned int length =
-            MemIOStream().getBinLength() + 2 * (recordHeaderSize + zutl::Integer().getBinLength());
+        unsigned int length = streamContentOffset + 2 * (recordHeaderSize + zutl::Integer().getBinLength());
         for (const T& element : *this)
-            length += recordHeaderSize + element.getBinLength();
+            length += recordHeaderSize + element.T::getBinLength();
         return length;
     }
     MemIOStream stream;
@@ -110,7 +117,28 @@ unsigned int List<T>::getBinLength() const {
 }
 
 template <typename T>
+template <typename Object>
+unsigned char* List<T>::writeRecord(unsigned char* to, unsigned int typeId, const Object& object) {
+    const unsigned int length = object.Object::toBin(to + recordHeaderSize);
+    writeRecordHeader(to, typeId, length);
+    return to + recordHeaderSize + length;
+}
+
+template <typename T>
 unsigned int List<T>::toBin(unsigned char* buffer) const {
+    if constexpr (writingNeverFails) {
+        // The records that serialize writes, straight into the buffer.
+        const zutl::Integer elementType(static_cast<int>(T().getTypeId()));
+        const zutl::Integer count(static_cast<int>(this->size()));
+        unsigned char* to = buffer + streamContentOffset;
+        to = writeRecord(to, count.getTypeId(), elementType);
+        to = writeRecord(to, count.getTypeId(), count);
+        for (const T& element : *this)
+            to = writeRecord(to, static_cast<unsigned int>(elementType.value), element);
+        const unsigned int written = static_cast<unsigned int>(to - buffer);
+        zutl::store32(buffer, written - streamContentOffset);
+        return written;
+    }
     MemIOStream stream;
     if (!serialize(stream))
         throwFromBinFailed();
@@ -118,26 +146,39 @@ unsigned int List<T>::toBin(unsigned char* buffer) const {
 }
 
 template <typename T>
+template <typename Object>
+void List<T>::readRecord(RecordWalk& walk, unsigned int typeId, Object& object) {
+    Record record;
+    if (!walk.next(record) || record.typeId != typeId || typeId == EndOfFile::typeId)
+        throwFromBinFailed();
+    object.Object::fromBin(record.payload, record.length);
+}
+
+template <typename T>
 unsigned int List<T>::fromBin(const unsigned char* data, unsigned int length) {
-    MemIOStream stream;
-    const unsigned int taken = stream.fromBin(data, length);
+    // The records are read from where they stand, as a memory stream that holds them would.
+    const unsigned int size = streamContentSize(data, length);
+    RecordWalk walk(data + streamContentOffset, data + streamContentOffset + size);
+    if (!walk.isWhole())
+        throwNotWholeRecords();
     this->clear();
     try {
         zutl::Integer elementType;
-        stream >> elementType;
-        T element; // one for all records
-        if (static_cast<unsigned int>(elementType) != element.getTypeId())
-            return 0;
         zutl::Integer count;
-        stream >> count;
+        T element; // one for all records
+        const unsigned int elementId = element.getTypeId();
+        readRecord(walk, count.getTypeId(), elementType);
+        if (static_cast<unsigned int>(elementType) != elementId)
+            return 0;
+        readRecord(walk, count.getTypeId(), count);
         for (int i = 0; i < count; ++i) {
-            stream >> element;
+            readRecord(walk, elementId, element);
             this->push_back(element);
         }
     } catch (...) {
         throwFromBinFailed();
     }
-    return taken;
+    return streamContentOffset + size;
 }
 
 } // namespace zusl

@@ -23,12 +23,13 @@ constexpr unsigned int typeId = 6;
 constexpr const char* typeName = "zusl_MemIOStream";
 constexpr const char* className = "zusl::MemIOStream";
 
-// The binary form: the size of the content, then the content.
-constexpr unsigned int sizeFieldSize = 4;
-
 constexpr std::uint64_t mostBytes = std::numeric_limits<std::uint32_t>::max();
 
 } // namespace
+
+void throwNotWholeRecords() {
+    throwError(className, "setBuffer() - resulting memory is not valid.");
+}
 
 MemIOStream::MemIOStream(const unsigned int& capacity) {
     if (capacity > 0)
@@ -92,9 +93,12 @@ void MemIOStream::copyContent(const MemIOStream& other) {
 
 // The rule by which the stream grows; `n` is wider than a size, so that a record's header can be added to any
 // length.
-void MemIOStream::makeRoom(std::uint64_t n) {
-    if (n <= static_cast<std::uint64_t>(bufferEnd - writePosition))
-        return;
+inline void MemIOStream::makeRoom(std::uint64_t n) {
+    if (n > static_cast<std::uint64_t>(bufferEnd - writePosition))
+        moveOrGrow(n);
+}
+
+void MemIOStream::moveOrGrow(std::uint64_t n) {
     if (capacity() >= size() + n) {
         defrag();
         return;
@@ -150,11 +154,7 @@ void MemIOStream::checkBuff(const unsigned int& n) {
 }
 
 bool MemIOStream::validate() const {
-    RecordWalk walk(readPosition, writePosition);
-    Record record;
-    while (walk.next(record)) {
-    }
-    return walk.isAtEnd();
+    return RecordWalk(readPosition, writePosition).isWhole();
 }
 
 void MemIOStream::getWriteBuffer(unsigned char*& data, unsigned int n) {
@@ -180,7 +180,7 @@ void MemIOStream::setBuffer(const unsigned char* data, const unsigned int& lengt
     std::memmove(bufferStart, data, newSize); // the bytes may be the stream's own
     writePosition = bufferStart + newSize;
     if (!validate())
-        throwError(className, "setBuffer() - resulting memory is not valid.");
+        throwNotWholeRecords();
 }
 
 // --- Serializable
@@ -207,23 +207,19 @@ bool MemIOStream::fromXML(const char* /*xml*/) {
 }
 
 unsigned int MemIOStream::getBinLength() const {
-    return size() + sizeFieldSize;
+    return size() + streamContentOffset;
 }
 
 unsigned int MemIOStream::toBin(unsigned char* buffer) const {
     zutl::store32(buffer, size());
     if (!isEmpty())
-        std::memcpy(buffer + sizeFieldSize, readPosition, size());
+        std::memcpy(buffer + streamContentOffset, readPosition, size());
     return getBinLength();
 }
 
 unsigned int MemIOStream::fromBin(const unsigned char* data, unsigned int length) {
-    if (length < sizeFieldSize)
-        throwFromBinFailed();
-    const std::uint32_t contentSize = zutl::load32(data);
-    if (contentSize > length - sizeFieldSize)
-        throwFromBinFailed();
-    setBuffer(data + sizeFieldSize, contentSize);
+    const unsigned int contentSize = streamContentSize(data, length);
+    setBuffer(data + streamContentOffset, contentSize);
     return getBinLength();
 }
 
@@ -273,16 +269,25 @@ OStream& MemIOStream::operator<<(IStream& source) {
 // --- Reading
 // ---------------------------------------------------------------------------------------------------------
 
+namespace {
+
+// The errors stand apart from the ways that are taken, which are short by that.
+[[noreturn, gnu::cold]] void throwUnreadable(const char* operation, const char* reason) {
+    throwError(className, zutl::String::fromFormat("%s - %s", operation, reason).c_str());
+}
+
 // Hands the payload to the object; `operation` is the one that the error's text names.
-void MemIOStream::decode(const Record& record, Serializable& object, const char* operation) const {
+inline void decode(const Record record, Serializable& object, const char* operation) {
     try {
         object.fromBin(record.payload, record.length);
     } catch (const std::exception& error) {
-        throwError(className, zutl::String::fromFormat("%s - %s", operation, error.what()));
+        throwUnreadable(operation, error.what());
     } catch (...) {
-        throwError(className, zutl::String::fromFormat("%s - could not read object", operation));
+        throwUnreadable(operation, "could not read object");
     }
 }
+
+} // namespace
 
 unsigned int MemIOStream::getNextType() const {
     if (isEmpty())
@@ -293,15 +298,20 @@ unsigned int MemIOStream::getNextType() const {
     return record.typeId;
 }
 
-unsigned int MemIOStream::read(Serializable& object) {
-    const unsigned int wanted = object.getTypeId();
+// Says why a record of the wanted type cannot be read.
+void MemIOStream::refuseRead(unsigned int wanted) const {
     if (wanted == EndOfFile::typeId)
         throwError(className, "read() - trying to read EOF");
-    if (getNextType() != wanted)
+    if (MemIOStream::getNextType() != wanted)
         throwError(className, "read() - type mismatch");
+    throwError(className, "read() - no data");
+}
+
+unsigned int MemIOStream::read(Serializable& object) {
+    const unsigned int wanted = object.getTypeId();
     Record record;
-    if (!readRecord(readPosition, size(), record))
-        throwError(className, "read() - no data");
+    if (!readRecord(readPosition, size(), record) || record.typeId != wanted || wanted == EndOfFile::typeId)
+        refuseRead(wanted);
     decode(record, object, "read()");
     // A stream that is read into itself has lost the record with the rest of its content.
     if (&object != this)
@@ -321,7 +331,8 @@ unsigned int MemIOStream::peek(Serializable& object) const {
     const unsigned int next = getNextType();
     if (next != wanted)
         throwError(className, zutl::String::fromFormat("peek() - type mismatch %d != %d",
-                                                       static_cast<int>(next), static_cast<int>(wanted)));
+                                                       static_cast<int>(next), static_cast<int>(wanted))
+                                  .c_str());
     Record record;
     if (!readRecord(readPosition, size(), record))
         throwError(className, "peek() - no data");

@@ -7,8 +7,6 @@
 
 namespace zusl {
 
-struct Record;
-
 // Writers append records at its end, readers take them from its beginning in the same order. Sizes are in
 // bytes, 32 bits wide. The stream owns its memory; one thread at a time uses it.
 //
@@ -159,7 +157,8 @@ private:
     void discardForMemory(unsigned int wanted);
     void copyContent(const MemIOStream& other);
     void makeRoom(std::uint64_t n);
-    void decode(const Record& record, Serializable& object, const char* operation) const;
+    void moveOrGrow(std::uint64_t n);
+    [[noreturn, gnu::cold]] void refuseRead(unsigned int wanted) const;
 
     unsigned char* bufferStart = nullptr;
     unsigned char* bufferEnd = nullptr;

@@ -7,8 +7,14 @@
 //     4       4     L, the length of the payload
 //     8       L     the payload, the object's binary form
 //
-// Records follow each other with nothing between them.
+// Records follow each other with nothing between them. The binary form of a stream is its content behind its
+// size:
+//
+//     offset  size
+//     0       4     N, the size of the content
+//     4       N     the content: whole records
 
+#include "zusl_Serializable.h"
 #include "zutl_ByteOrder.h"
 
 #include <cstddef>
@@ -20,6 +26,9 @@ constexpr size_t recordTypeOffset = 0;
 constexpr size_t recordReservedOffset = 2;
 constexpr size_t recordLengthOffset = 4;
 constexpr unsigned int recordHeaderSize = 8;
+
+// Where the content stands in a stream's binary form.
+constexpr unsigned int streamContentOffset = 4;
 
 // A record that lies whole in a block of bytes.
 struct Record {
@@ -67,6 +76,15 @@ public:
 
     bool isAtEnd() const { return position == end; }
 
+    // Whether whole records are all that lies ahead.
+    bool isWhole() const {
+        RecordWalk ahead = *this;
+        Record record;
+        while (ahead.next(record)) {
+        }
+        return ahead.isAtEnd();
+    }
+
     // The bytes stepped over.
     unsigned int distance() const { return static_cast<unsigned int>(position - start); }
 
@@ -75,5 +93,19 @@ private:
     const unsigned char* position;
     const unsigned char* const end;
 };
+
+// Throws the located error of a stream that was given bytes which are not whole records.
+[[noreturn, gnu::cold]] void throwNotWholeRecords();
+
+// The size of the content in a stream's binary form. Throws "zusl::Serializable::fromBin() - Failed!" when
+// the form is longer than `length`.
+inline unsigned int streamContentSize(const unsigned char* data, unsigned int length) {
+    if (length < streamContentOffset)
+        throwFromBinFailed();
+    const unsigned int size = zutl::load32(data);
+    if (size > length - streamContentOffset)
+        throwFromBinFailed();
+    return size;
+}
 
 } // namespace zusl

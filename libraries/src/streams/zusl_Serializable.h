@@ -57,6 +57,6 @@ protected:
 };
 
 // Throws the zutl::Exception of a binary reader that finds bytes of no use.
-[[noreturn]] void throwFromBinFailed();
+[[noreturn, gnu::cold]] void throwFromBinFailed();
 
 } // namespace zusl

@@ -1,0 +1,46 @@
+// Fuzzes the readers of binary forms.
+
+#include "fuzzing.h"
+#include "zusl_List.h"
+#include "zusl_Map.h"
+
+// What is accepted is written back to the same bytes from `sameFrom` on, or to a form that reads back equal.
+template <typename T>
+static void check(const Text& bytes, size_t sameFrom = Text::npos) {
+    T object, again;
+    unsigned int taken = 0;
+    const Text refusal = thrown([&] { taken = readForm(object, bytes); });
+    const Text form = binaryForm(object);
+    if (!refusal.empty())
+        return require(refusal == fromBinFailed || refusal.find("memory is not valid.") != Text::npos);
+    require(taken <= bytes.size());
+    if (sameFrom != Text::npos)
+        require(form.substr(sameFrom) == bytes.substr(sameFrom, taken - sameFrom));
+    // What stands behind a form is not looked at, and no beginning of a form is one.
+    for (const Text& behind : {Text(), bytes})
+        require(readForm(again, form + behind) == form.size() && binaryForm(again) == form);
+    require(thrown([&] { readForm(again, form.substr(0, bytes.size() % form.size())); }) == fromBinFailed);
+}
+
+// Content that may not be whole records is never read beyond its end.
+static void readRaw(const Text& bytes) {
+    zusl::MemIOStream stream;
+    zutl::String text;
+    const bool isWhole = thrown([&] { readForm(stream, binaryForm(zutl::String(bytes))); }).empty();
+    do {
+        thrown([&] { stream.peek(3, &text, nullptr, &text); });
+        thrown([&] { stream.checkTypes(3, nullptr, &text, nullptr); });
+        require(stream.validate() == isWhole && (stream.count() > 0 || stream.size() < 8));
+    } while (thrown([&] { stream.read(text); }).empty() || thrown([&] { stream.skip(); }).empty());
+    require(stream.isEmpty() == isWhole);
+}
+
+void fuzz(FuzzedDataProvider& input) {
+    const Text bytes = input.ConsumeRemainingBytesAsString();
+    check<zutl::Integer>(bytes, 0);
+    check<zutl::String>(bytes, 4);
+    check<zusl::StringMap<zutl::String>>(bytes);
+    check<zusl::MemIOStream>(bytes, 0);
+    check<zusl::List<zutl::String>>(bytes);
+    readRaw(bytes);
+}

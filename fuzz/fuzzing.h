@@ -1,0 +1,41 @@
+#pragma once
+// What the fuzzers share. They hold the code against the plain procedures of its documents, at any cost.
+
+#include "bytes.h"
+#include "zutl_String.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <fuzzer/FuzzedDataProvider.h>
+
+using Text = std::string;
+
+// Ends the fuzzer, which then keeps its input.
+inline void require(bool holds, const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
+    if (!holds && std::fprintf(stderr, "%s (%d): does not hold\n", file, line) != 0)
+        std::abort();
+}
+
+inline Text plainDecode(const Text& text, bool plusAsSpace) {
+    Text result;
+    for (size_t at = 0; at < text.size(); ++at) {
+        if (text[at] == '%' && at + 3 <= text.size()) {
+            const Text digits = text.substr(at + 1, 2);
+            const size_t end = digits.find_first_not_of("0123456789abcdefABCDEF");
+            result += static_cast<char>(std::strtol(digits.substr(0, end).c_str(), nullptr, 16));
+            at += 2;
+        } else {
+            result += plusAsSpace && text[at] == '+' ? ' ' : text[at];
+        }
+    }
+    return result;
+}
+
+// Each fuzzer is one such function.
+void fuzz(FuzzedDataProvider& input);
+
+extern "C" inline __attribute__((used)) int LLVMFuzzerTestOneInput(const std::uint8_t* data, size_t size) {
+    FuzzedDataProvider input(data, size);
+    fuzz(input);
+    return 0;
+}
