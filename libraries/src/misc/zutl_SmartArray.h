@@ -83,13 +83,15 @@ ConstSmartArray<T>::ConstSmartArray(ConstSmartArray&& other) noexcept
 
 template <typename T>
 ConstSmartArray<T>& ConstSmartArray<T>::operator=(const ConstSmartArray& other) noexcept {
-    ConstSmartArray(other).swap(*this);
+    ConstSmartArray shared(other);
+    swap(shared);
     return *this;
 }
 
 template <typename T>
 ConstSmartArray<T>& ConstSmartArray<T>::operator=(ConstSmartArray&& other) noexcept {
-    ConstSmartArray(std::move(other)).swap(*this);
+    ConstSmartArray taken(std::move(other));
+    swap(taken);
     return *this;
 }
 

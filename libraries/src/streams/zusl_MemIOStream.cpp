@@ -372,7 +372,7 @@ unsigned int MemIOStream::peek(unsigned int count, Serializable* first, ...) con
         if (index > 0)
             objects.advance();
         if (!walk.next(record))
-            return 0;
+            return 0; // cppcheck-suppress va_end_missing ; the list of objects ends it
         Serializable* const object = objects.current();
         if (object == nullptr)
             continue;
@@ -399,7 +399,7 @@ bool MemIOStream::checkTypes(unsigned int count, Serializable* first, ...) const
             objects.advance();
         const Serializable* const object = objects.current();
         if (!walk.next(record) || (object != nullptr && record.typeId != object->getTypeId()))
-            return false;
+            return false; // cppcheck-suppress va_end_missing ; the list of objects ends it
     }
     return true;
 }
@@ -437,7 +437,7 @@ bool MemIOStream::save(const char* path) const {
 
 bool MemIOStream::load(const char* path) {
     const zutl::File file(path, O_RDONLY);
-    std::uint64_t fileSize;
+    std::uint64_t fileSize = 0;
     if (!file.isOpen() || !zutl::sizeOf(file.get(), fileSize) || fileSize > mostBytes)
         return false;
     const unsigned int newSize = static_cast<unsigned int>(fileSize);

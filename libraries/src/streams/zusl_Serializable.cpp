@@ -41,7 +41,7 @@ bool readForm(Serializable& object, const char* path) {
         return false;
     const std::uint32_t length = zutl::load32(header + lengthOffset);
     // A length that the file does not hold must not be allocated.
-    std::uint64_t fileSize;
+    std::uint64_t fileSize = 0;
     if (!zutl::sizeOf(file.get(), fileSize) || fileSize < std::uint64_t{headerSize} + length)
         return false;
     const Buffer buffer(new unsigned char[length]);
