@@ -22,35 +22,44 @@ struct Entity {
 constexpr Entity entities[] = {
     {'&', "&amp;"}, {'<', "&lt;"}, {'>', "&gt;"}, {'\'', "&apos;"}, {'"', "&quot;"}};
 
-// What each byte becomes. Eight bytes are copied whatever the length: that is one move and no branch.
+// What each byte becomes: itself, or an entity. Eight bytes are copied of an entity whatever its length: that
+// is one move.
 class Escapes {
 public:
     static constexpr size_t most = 8;
 
     constexpr Escapes() {
-        for (size_t byte = 0; byte < table.size(); ++byte)
-            table[byte] = {{static_cast<char>(byte)}, 1};
+        unsigned char number = 0;
         for (const Entity& entity : entities) {
-            Escape& escape = table[static_cast<unsigned char>(entity.character)];
+            Escape& escape = escapes[number];
             escape.length = entity.name.size();
             for (size_t i = 0; i < escape.length; ++i)
                 escape.text[i] = entity.name[i];
+            numberOf[static_cast<unsigned char>(entity.character)] = ++number;
         }
     }
 
-    // Writes `most` bytes, of which those before the returned end count.
+    // Writes up to `most` bytes, of which those before the returned end count.
     char* put(char* to, char byte) const {
-        const Escape& escape = table[static_cast<unsigned char>(byte)];
+        const unsigned char number = numberOf[static_cast<unsigned char>(byte)];
+        if (number == plain) {
+            *to = byte;
+            return to + 1;
+        }
+        const Escape& escape = escapes[number - 1U];
         std::memcpy(to, escape.text, most);
         return to + escape.length;
     }
 
 private:
+    static constexpr unsigned char plain = 0; // the entities are numbered from 1
+
     struct Escape {
         char text[most];
         size_t length;
     };
-    std::array<Escape, 256> table{};
+    std::array<Escape, std::size(entities)> escapes{};
+    std::array<unsigned char, 256> numberOf{};
 };
 constexpr Escapes escapes;
 
