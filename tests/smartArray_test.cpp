@@ -76,6 +76,7 @@ TEST(SmartArray, HoldsATextUpToItsFirstZeroByte) {
 
 TEST(Exception, CarriesItsMessage) {
     const int line = __LINE__ + 1;
-    EXPECT_EQ(thrown([] { zutl::throwError("Some::Class", "act() - failed"); }),
+    const auto raise = [] { zutl::throwError("Some::Class", "act() - failed"); };
+    EXPECT_EQ(thrown(raise),
               "tests/smartArray_test.cpp (" + std::to_string(line) + "): Some::Class::act() - failed");
 }
