@@ -3,6 +3,7 @@
 #include "zutl_File.h"
 #include "zutl_String.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <charconv>
@@ -57,9 +58,10 @@ int getProcIdByName(const char* name) {
     if (!processes)
         return -1;
     // The entry's name and what stands behind it are put behind "/proc/", over those of the entry before.
+    constexpr std::string_view folder = "/proc/";
     constexpr std::string_view file = "/cmdline";
-    std::array<char, 6 + sizeof(dirent::d_name) + file.size()> path = {"/proc/"};
-    char* const entryPlace = path.data() + 6;
+    std::array<char, folder.size() + sizeof(dirent::d_name) + file.size()> path;
+    char* const entryPlace = std::copy(folder.begin(), folder.end(), path.data());
     while (const dirent* const entry = readdir(processes.get())) {
         const int id = processId(entry->d_name);
         if (id <= 0)

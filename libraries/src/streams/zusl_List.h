@@ -26,7 +26,7 @@ public:
     // written until then stay.
     bool serialize(MemIOStream& stream) const;
 
-    unsigned int getTypeId() const override { return 5000 + T().getTypeId(); }
+    unsigned int getTypeId() const override { return listTypeIds + T().getTypeId(); }
     std::string getTypeName() const override { return T().getTypeName() + "List"; }
 
     // <name>, each element's own XML text, </name>; nothing for a null name.

@@ -92,7 +92,7 @@ public:
     bool fromXML(const char* xml) override;
 
     zutl::String internalTypeName() const override { return V().getTypeName() + "StringMap"; }
-    unsigned int internalTypeId() const override { return 15000 + V().getTypeId(); }
+    unsigned int internalTypeId() const override { return stringMapTypeIds + V().getTypeId(); }
 };
 
 template <typename K, typename V>

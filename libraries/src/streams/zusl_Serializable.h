@@ -14,6 +14,10 @@
 
 namespace zusl {
 
+// What a container's id adds to that of its element or value.
+constexpr unsigned int listTypeIds = 5000;
+constexpr unsigned int stringMapTypeIds = 15000;
+
 class Serializable {
 public:
     virtual ~Serializable() = default;
