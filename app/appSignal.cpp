@@ -5,10 +5,18 @@
 #include <array>
 #include <csignal>
 #include <cstdlib>
+#include <string_view>
 #include <unistd.h>
-#include <vector>
 
 namespace {
+
+// Cuts the last component off a path and gives it.
+std::string_view takeLast(std::string_view& path) {
+    const size_t slash = path.rfind('/');
+    const std::string_view last = path.substr(slash + 1); // all when there is no slash: npos + 1 is 0
+    path = path.substr(0, slash == path.npos ? 0 : slash);
+    return last;
+}
 
 // The name of the application: that of the directory above the working directory "html", when the marker file
 // mentions it. Empty when the application cannot be identified.
@@ -20,11 +28,12 @@ zutl::String applicationName() {
     std::array<char, 4096> directory;
     if (getcwd(directory.data(), directory.size()) == nullptr)
         return zutl::String();
-    const std::vector<zutl::String> pieces = zutl::String(directory.data()).tokenize("/", "");
-    if (pieces.size() < 3 || pieces.back() != "html")
+    std::string_view path(directory.data());
+    if (takeLast(path) != "html")
         return zutl::String();
-    const zutl::String& name = pieces[pieces.size() - 2];
-    return marker.find(name) == marker.npos ? zutl::String() : name;
+    const zutl::String name(takeLast(path));
+    // An application stands in some directory, not in the root.
+    return takeLast(path).empty() || marker.find(name) == marker.npos ? zutl::String() : name;
 }
 
 bool sendSignal(const zutl::String& name) {

@@ -32,7 +32,8 @@ void parseForm(std::string_view form, Settings& params) {
 } // namespace
 
 void parseGet(Settings& params) {
-    parseForm(zutl::String::fromEnvVarible("QUERY_STRING"), params);
+    const char* const query = std::getenv("QUERY_STRING");
+    parseForm(query != nullptr ? query : "", params);
 }
 
 void parsePost(Settings& params) {

@@ -1,5 +1,6 @@
 #include "processTable.h"
 
+#include "directory.h"
 #include "zutl_File.h"
 #include "zutl_String.h"
 
@@ -7,11 +8,10 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
+#include <climits>
 #include <csignal>
 #include <cstring>
-#include <dirent.h>
 #include <fcntl.h>
-#include <memory>
 #include <string_view>
 #include <sys/prctl.h>
 #include <unistd.h>
@@ -31,7 +31,8 @@ bool firstArgumentNames(const char* path, std::string_view name) {
         if (received < 0)
             return false;
         const std::string_view bytes(block.data(), static_cast<size_t>(received));
-        const std::string_view argument = bytes.substr(0, bytes.find_first_of(std::string_view("\0\n", 2)));
+        std::string_view argument = bytes.substr(0, bytes.find('\0'));
+        argument = argument.substr(0, argument.find('\n'));
         const size_t slash = argument.rfind('/');
         if (slash != argument.npos)
             before.clear();
@@ -54,20 +55,21 @@ int processId(const char* entry) {
 } // namespace
 
 int getProcIdByName(const char* name) {
-    const std::unique_ptr<DIR, int (*)(DIR*)> processes(opendir("/proc"), closedir);
-    if (!processes)
+    Directory processes("/proc");
+    if (!processes.isOpen())
         return -1;
     // The entry's name and what stands behind it are put behind "/proc/", over those of the entry before.
     constexpr std::string_view folder = "/proc/";
     constexpr std::string_view file = "/cmdline";
-    std::array<char, folder.size() + sizeof(dirent::d_name) + file.size()> path;
+    std::array<char, folder.size() + NAME_MAX + file.size() + 1> path;
     char* const entryPlace = std::copy(folder.begin(), folder.end(), path.data());
-    while (const dirent* const entry = readdir(processes.get())) {
-        const int id = processId(entry->d_name);
+    while (const char* const entry = processes.next()) {
+        const int id = processId(entry);
         if (id <= 0)
             continue;
-        char* const end = stpcpy(entryPlace, entry->d_name);
-        std::memcpy(end, file.data(), file.size() + 1); // with its zero byte
+        const size_t length = std::strlen(entry);
+        std::memcpy(entryPlace, entry, length);
+        std::memcpy(entryPlace + length, file.data(), file.size() + 1); // with its zero byte
         if (firstArgumentNames(path.data(), name))
             return id;
     }

@@ -1,10 +1,9 @@
 #include "siblingFile.h"
 
+#include "directory.h"
 #include "processTable.h"
 
 #include <cstdlib>
-#include <dirent.h>
-#include <memory>
 #include <string_view>
 #include <unistd.h>
 
@@ -33,12 +32,12 @@ pid_t siblingOwner(std::string_view entry, std::string_view name) {
 } // namespace
 
 void clearLeftSiblings(const char* name) {
-    const std::unique_ptr<DIR, int (*)(DIR*)> directory(opendir("."), closedir);
-    if (!directory)
+    Directory directory(".");
+    if (!directory.isOpen())
         return;
-    while (const dirent* const entry = readdir(directory.get())) {
-        const pid_t owner = siblingOwner(entry->d_name, name);
+    while (const char* const entry = directory.next()) {
+        const pid_t owner = siblingOwner(entry, name);
         if (owner > 0 && !runsThisProgram(owner))
-            unlink(entry->d_name);
+            unlink(entry);
     }
 }

@@ -20,10 +20,11 @@ if(ZU_HARDENING)
   target_link_options(zu_harden INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
 endif()
 
-# Relocations of a static, position independent program in few bytes; only where the C library's start files apply them.
-function(zu_find_packed_relocations result)
+# Relocations of a position independent program in few bytes, which the C library applies from version 2.36 on. `link` is
+# the option that makes the program.
+function(zu_find_packed_relocations link result)
   set(CMAKE_REQUIRED_FLAGS "-fPIE")
-  set(CMAKE_REQUIRED_LINK_OPTIONS -static-pie -Wl,-z,pack-relative-relocs -Wl,--fatal-warnings)
+  set(CMAKE_REQUIRED_LINK_OPTIONS ${link} -Wl,-z,pack-relative-relocs -Wl,--fatal-warnings)
   check_cxx_source_compiles("#include <features.h>
     #if !__GLIBC_PREREQ(2, 36)
     #error too old

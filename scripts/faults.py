@@ -168,6 +168,9 @@ def complaints_of(request, right, outcome, where):
     return complaints + (complaints_of_word(request, outcome, word, where) if word else ["answer: %r" % outcome.output])
 
 
+BEGIN = r"^rt_sigprocmask\(SIG_BLOCK, \[PIPE XFSZ\]"  # the program's own first call
+
+
 def position(calls, pattern):
     found = [number for number, call in enumerate(calls) if re.search(pattern, call)]
     return found[-1] if found else None
@@ -178,7 +181,7 @@ def place_of(name, calls):
     number = position(calls, r"^%s\(.*\(INJECTED\)" % name)
     if number is None:
         return None
-    begin, table = position(calls, r"^rt_sigaction\(SIGPIPE"), position(calls, r'^openat\(.*"/proc", ')
+    begin, table = position(calls, BEGIN), position(calls, r'^openat\(.*"/proc", ')
     where = set()
     if begin is None or number < begin:
         where.add("start")
@@ -395,6 +398,8 @@ def main():
         for request in requests():
             print("%s ..." % request.title, file=sys.stderr)
             right = bench.traced(request)
+            if position(right.calls, BEGIN) is None:
+                raise LookupError("the program's own first call is not known")
             every_call_fails(bench, request, right)
             allocations_fail(bench, request)
             if not request.title.endswith(("elsewhere", "refuses")):  # written in place: a kill may come in between

@@ -4,6 +4,7 @@
 #include "byteOrder.h"
 #include "inputs.h"
 #include "jobs.h"
+#include "virtualText.h"
 #include "zusl_List.h"
 #include "zusl_Map.h"
 
@@ -17,8 +18,8 @@ namespace {
 constexpr size_t elements = 10000;
 
 using Bytes = std::vector<unsigned char>;
-using PlainMap = std::map<std::string, std::string>;
-using PlainList = std::list<std::string>;
+template <typename Text>
+using MapOf = std::map<Text, Text>;
 
 // --- Strings by hand: the length, the text, a zero byte by which a reader goes. ---
 
@@ -38,37 +39,41 @@ const unsigned char* endOfText(const unsigned char* text, const unsigned char* e
     return static_cast<const unsigned char*>(zero);
 }
 
-std::string readText(const unsigned char*& from, const unsigned char* end) {
+template <typename Text>
+Text readText(const unsigned char*& from, const unsigned char* end) {
     const unsigned char* const text = from + 4;
     const unsigned char* const zero = endOfText(text, end);
     from = zero + 1;
-    return std::string(reinterpret_cast<const char*>(text), static_cast<size_t>(zero - text));
+    return Text(reinterpret_cast<const char*>(text), static_cast<size_t>(zero - text));
 }
 
 // --- The map by hand ---
 
-size_t length(const PlainMap& map) {
+template <typename Text>
+size_t length(const MapOf<Text>& map) {
     size_t total = 4;
     for (const auto& [key, value] : map)
         total += length(key) + length(value);
     return total;
 }
 
-void write(const PlainMap& map, unsigned char* to, size_t /*size*/) {
+template <typename Text>
+void write(const MapOf<Text>& map, unsigned char* to, size_t /*size*/) {
     byhand::store32(to, static_cast<std::uint32_t>(map.size()));
     to += 4;
     for (const auto& [key, value] : map)
         to = write(write(to, key), value);
 }
 
-void read(PlainMap& map, const unsigned char* from, size_t size) {
+template <typename Text>
+void read(MapOf<Text>& map, const unsigned char* from, size_t size) {
     map.clear();
     const unsigned char* const end = from + size;
     std::uint32_t count = byhand::load32(from);
     from += 4;
     while (count-- > 0) {
-        std::string key = readText(from, end);
-        map.emplace_hint(map.end(), std::move(key), readText(from, end));
+        Text key = readText<Text>(from, end);
+        map.emplace_hint(map.end(), std::move(key), readText<Text>(from, end));
     }
 }
 
@@ -91,17 +96,19 @@ unsigned char* writeInteger(unsigned char* to, size_t number) {
     return to + 4;
 }
 
-size_t length(const PlainList& list) {
+template <typename Text>
+size_t length(const std::list<Text>& list) {
     size_t total = 4 + 2 * integerRecord;
-    for (const std::string& text : list)
+    for (const Text& text : list)
         total += headerSize + length(text);
     return total;
 }
 
-void write(const PlainList& list, unsigned char* to, size_t size) {
+template <typename Text>
+void write(const std::list<Text>& list, unsigned char* to, size_t size) {
     byhand::store32(to, static_cast<std::uint32_t>(size - 4));
     to = writeInteger(writeInteger(to + 4, stringId), list.size());
-    for (const std::string& text : list)
+    for (const Text& text : list)
         to = write(writeHeader(to, stringId, length(text)), text);
 }
 
@@ -116,7 +123,8 @@ const unsigned char* nextRecord(const unsigned char*& from, const unsigned char*
     return start;
 }
 
-void read(PlainList& list, const unsigned char* from, size_t size) {
+template <typename Text>
+void read(std::list<Text>& list, const unsigned char* from, size_t size) {
     list.clear();
     bench::require(byhand::load32(from) == size - 4, "by hand: another size");
     const unsigned char* const end = from + size;
@@ -125,7 +133,7 @@ void read(PlainList& list, const unsigned char* from, size_t size) {
     std::uint32_t count = byhand::load32(nextRecord(from, end, integerId));
     while (count-- > 0) {
         const unsigned char* payload = nextRecord(from, end, stringId);
-        list.push_back(readText(payload, from));
+        list.push_back(readText<Text>(payload, from));
     }
 }
 
@@ -160,11 +168,12 @@ void addPeer(const std::shared_ptr<const Plain>& plain, bench::Job& writing, ben
     reading.contenders.push_back({Library::name, load, {}});
 }
 
-template <typename Ours, typename Plain>
+template <typename Ours, typename Plain, typename WithTables>
 void addJobsFor(Jobs& jobs, const std::string& what, const Ours& ours, const Plain& byHand,
-                double writeTarget, double readTarget) {
+                const WithTables& withTables, double writeTarget, double readTarget) {
     const auto object = std::make_shared<const Ours>(ours);
     const auto plain = std::make_shared<const Plain>(byHand);
+    const auto virtualTexts = std::make_shared<const WithTables>(withTables);
     const auto bytes = std::make_shared<Bytes>(object->getBinLength());
     const auto plainBytes = std::make_shared<Bytes>(length(*plain));
     writeWithOurs(*object, *bytes);
@@ -173,6 +182,11 @@ void addJobsFor(Jobs& jobs, const std::string& what, const Ours& ours, const Pla
     // Always into a new container: some of the libraries would use the old elements again.
     const auto readPlain = [=] {
         Plain container;
+        read(container, bytes->data(), bytes->size());
+        return container;
+    };
+    const auto readVirtualTexts = [=] {
+        WithTables container;
         read(container, bytes->data(), bytes->size());
         return container;
     };
@@ -196,6 +210,9 @@ void addJobsFor(Jobs& jobs, const std::string& what, const Ours& ours, const Pla
                        readTarget,
                        "one pass into the container",
                        {{bench::byHand, readPlain, {}}, {bench::ours, readOurs, {}}}};
+    writing.contenders.push_back(
+        {byhand::withVirtualTexts, [=] { writeByHand(*virtualTexts, *plainBytes); }, {}});
+    reading.contenders.push_back({byhand::withVirtualTexts, readVirtualTexts, {}});
     addPeer<peers::Msgpack>(plain, writing, reading);
     addPeer<peers::Cereal>(plain, writing, reading);
     addPeer<peers::Boost>(plain, writing, reading);
@@ -208,14 +225,18 @@ void addJobsFor(Jobs& jobs, const std::string& what, const Ours& ours, const Pla
 void addContainerJobs(Jobs& jobs) {
     zusl::StringMap<zutl::String> map;
     zusl::List<zutl::String> list;
-    PlainMap plainMap;
-    PlainList plainList;
+    MapOf<std::string> plainMap;
+    std::list<std::string> plainList;
+    MapOf<byhand::VirtualText> mapWithTables;
+    std::list<byhand::VirtualText> listWithTables;
     for (const auto& [name, value] : bench::settings(elements)) {
         map.insert(name, value);
         list.push_back(value);
         plainMap.emplace(name, value);
         plainList.push_back(value);
+        mapWithTables.emplace(name.c_str(), value.c_str());
+        listWithTables.emplace_back(value.c_str());
     }
-    addJobsFor(jobs, "map of 10 000 strings", map, plainMap, 1.0, 1.15);
-    addJobsFor(jobs, "list of 10 000 strings", list, plainList, 1.5, 1.15);
+    addJobsFor(jobs, "map of 10 000 strings", map, plainMap, mapWithTables, 1.0, 1.15);
+    addJobsFor(jobs, "list of 10 000 strings", list, plainList, listWithTables, 1.5, 1.15);
 }

@@ -4,6 +4,7 @@
 #include "inputs.h"
 #include "jobs.h"
 #include "percent.h"
+#include "virtualText.h"
 
 #include <boost/url.hpp>
 #include <cgicc/Cgicc.h>
@@ -21,7 +22,8 @@ constexpr char lower(char byte) {
     return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte | 0x20) : byte;
 }
 
-void decodeByHand(std::string_view text, PlainMap& fields) {
+template <typename Text>
+void decodeByHand(std::string_view text, std::map<Text, Text>& fields) {
     fields.clear();
     while (!text.empty()) {
         const size_t end = std::min(text.find('&'), text.size());
@@ -29,8 +31,8 @@ void decodeByHand(std::string_view text, PlainMap& fields) {
             const std::string_view field = text.substr(0, end);
             const size_t equals = field.find('=');
             const std::string_view value = equals == field.npos ? field : field.substr(equals + 1);
-            fields.try_emplace(byhand::decodeShort(field.substr(0, equals), lower),
-                               byhand::decodeShort(value, [](char byte) { return byte; }));
+            fields.try_emplace(byhand::decodeShort<Text>(field.substr(0, equals), lower),
+                               byhand::decodeShort<Text>(value, [](char byte) { return byte; }));
         }
         text.remove_prefix(std::min(end + 1, text.size()));
     }
@@ -93,6 +95,7 @@ bench::Contender peer(const char* name, Decoder decode, const std::shared_ptr<co
 void addJob(Jobs& jobs, const char* name, size_t count, double target) {
     const auto text = std::make_shared<const std::string>(bench::form(count));
     const auto plain = std::make_shared<PlainMap>();
+    const auto virtualTexts = std::make_shared<std::map<byhand::VirtualText, byhand::VirtualText>>();
     const auto settings = std::make_shared<Settings>();
     decodeByHand(*text, *plain);
     const auto intoEnvironment = [=] { setenv("QUERY_STRING", text->c_str(), 1); };
@@ -100,17 +103,19 @@ void addJob(Jobs& jobs, const char* name, size_t count, double target) {
     parseGet(*settings);
     bench::require(plain->size() == count && PlainMap(settings->begin(), settings->end()) == *plain,
                    "form: ours differs");
-    jobs.push_back({name,
-                    "field",
-                    static_cast<double>(count),
-                    target,
-                    "one pass into a `std::map`",
-                    {{bench::byHand, [=] { decodeByHand(std::getenv("QUERY_STRING"), *plain); }, {}},
-                     {bench::ours, [=] { parseGet(*settings); }, {}},
-                     peer("cgicc", decodeWithCgicc, text, *plain),
-                     peer("Boost.URL", decodeWithBoost, text, *plain),
-                     peer("uriparser", decodeWithUriparser, text, *plain)},
-                    intoEnvironment});
+    jobs.push_back(
+        {name,
+         "field",
+         static_cast<double>(count),
+         target,
+         "one pass into a `std::map`",
+         {{bench::byHand, [=] { decodeByHand(std::getenv("QUERY_STRING"), *plain); }, {}},
+          {bench::ours, [=] { parseGet(*settings); }, {}},
+          {byhand::withVirtualTexts, [=] { decodeByHand(std::getenv("QUERY_STRING"), *virtualTexts); }, {}},
+          peer("cgicc", decodeWithCgicc, text, *plain),
+          peer("Boost.URL", decodeWithBoost, text, *plain),
+          peer("uriparser", decodeWithUriparser, text, *plain)},
+         intoEnvironment});
 }
 
 } // namespace

@@ -37,9 +37,9 @@ inline char escaped(const char* digits) {
 
 // Byte by byte, which is best for the short pieces of a url or a form. Every byte that is no escape goes
 // through `change`.
-template <typename Change>
-std::string decodeShort(std::string_view text, Change change) {
-    std::string result(text);
+template <typename Text = std::string, typename Change>
+Text decodeShort(std::string_view text, Change change) {
+    Text result(text);
     char* to = result.data();
     const char* from = to;
     const char* const end = from + text.size();

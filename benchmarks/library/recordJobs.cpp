@@ -16,6 +16,8 @@ namespace {
 constexpr size_t records = 100000;
 constexpr unsigned int longestText = 12;
 
+constexpr const char* withCalls = "by hand, the stream called";
+
 using Bytes = std::vector<unsigned char>;
 
 // --- By hand: a growing buffer, and objects behind the same kind of interface as ours ---
@@ -113,6 +115,13 @@ private:
     size_t position = 0;
 };
 
+// With one more call for each record: what it costs that a stream, too, stands behind an interface.
+class CalledStream : public Stream {
+public:
+    [[gnu::noinline]] void write(const Object& object) { Stream::write(object); }
+    [[gnu::noinline]] void read(Object& object) { Stream::read(object); }
+};
+
 // What the records hold; every second is a text, or none is.
 struct Content {
     std::vector<std::string> texts;
@@ -206,8 +215,10 @@ void addJobsFor(Jobs& jobs, const std::string& what, bool numbersOnly) {
     const auto plainObjects = std::make_shared<PlainObjects>(*content);
     const auto objects = std::make_shared<OurObjects>(*content);
     const auto plainStream = std::make_shared<Stream>();
+    const auto calledStream = std::make_shared<CalledStream>();
     const auto stream = std::make_shared<zusl::MemIOStream>();
     writeAll(*plainStream, *plainObjects);
+    writeAll(*calledStream, *plainObjects);
     writeAll(*stream, *objects);
     const unsigned char* data = nullptr;
     unsigned int size = 0;
@@ -222,6 +233,7 @@ void addJobsFor(Jobs& jobs, const std::string& what, bool numbersOnly) {
 
     const double pieces = static_cast<double>(records);
     const auto rewind = [=] { plainStream->rewind(); };
+    const auto rewindCalled = [=] { calledStream->rewind(); };
     const auto refill = [=] { stream->setBuffer(bytes->data(), static_cast<unsigned int>(bytes->size())); };
     bench::Job writing{what + ", write",
                        "record",
@@ -229,14 +241,16 @@ void addJobsFor(Jobs& jobs, const std::string& what, bool numbersOnly) {
                        1.2,
                        "a growing buffer and virtual objects",
                        {{bench::byHand, [=] { writeAll(*plainStream, *plainObjects); }, {}},
-                        {bench::ours, [=] { writeAll(*stream, *objects); }, {}}}};
+                        {bench::ours, [=] { writeAll(*stream, *objects); }, {}},
+                        {withCalls, [=] { writeAll(*calledStream, *plainObjects); }, {}}}};
     bench::Job reading{what + ", read",
                        "record",
                        pieces,
                        1.2,
                        "virtual objects",
                        {{bench::byHand, [=] { readAll(*plainStream, *plainObjects); }, rewind},
-                        {bench::ours, [=] { readAll(*stream, *objects); }, refill}}};
+                        {bench::ours, [=] { readAll(*stream, *objects); }, refill},
+                        {withCalls, [=] { readAll(*calledStream, *plainObjects); }, rewindCalled}}};
     addPeer<peers::Msgpack>(content, writing, reading);
     addPeer<peers::Cereal>(content, writing, reading);
     addPeer<peers::Boost>(content, writing, reading);

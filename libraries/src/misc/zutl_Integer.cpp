@@ -2,7 +2,7 @@
 
 #include "zutl_ByteOrder.h"
 #include "zutl_String.h"
-#include "zuxml_DomIterator.h"
+#include "zutl_XmlElement.h"
 
 namespace zutl {
 
@@ -27,23 +27,14 @@ std::string Integer::toXML() const {
 }
 
 std::string Integer::toXML(const char* name) const {
-    if (name == nullptr)
-        return std::string();
-    std::string xml("<");
-    xml += name;
-    xml += '>';
-    xml += String::fromInteger(value);
-    xml += "</";
-    xml += name;
-    xml += '>';
-    return xml;
+    return xmlElement(name, String::fromInteger(value));
 }
 
 bool Integer::fromXML(const char* xml) {
-    const zuxml::DomIterator cursor = zuxml::DomIterator::parse(String(xml));
-    if (cursor.atEnd())
+    String text;
+    if (!xmlElementValue(xml, text))
         return false;
-    value = cursor.getValue().toInt();
+    value = text.toInt();
     return true;
 }
 

@@ -1,7 +1,7 @@
 // The serialized forms of zutl::String.
 
 #include "zutl_String.h"
-#include "zuxml_DomIterator.h"
+#include "zutl_XmlElement.h"
 
 #include <cstring>
 
@@ -27,27 +27,13 @@ std::string String::toXML() const {
 }
 
 std::string String::toXML(const char* name) const {
-    if (name == nullptr)
-        return std::string();
-    std::string xml("<");
-    xml += name;
-    if (empty())
-        return xml += "/>";
-    xml += '>';
-    xml += encodeHtml(*this);
-    xml += "</";
-    xml += name;
-    xml += '>';
+    std::string xml = xmlElement(name, encodeHtml(*this));
     xml.resize(std::strlen(xml.c_str()));
     return xml;
 }
 
 bool String::fromXML(const char* xml) {
-    const zuxml::DomIterator cursor = zuxml::DomIterator::parse(String(xml));
-    if (cursor.atEnd())
-        return false;
-    *this = cursor.getValue();
-    return true;
+    return xmlElementValue(xml, *this);
 }
 
 } // namespace zutl

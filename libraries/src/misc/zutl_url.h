@@ -75,7 +75,7 @@ private:
     void appendAuthority(String& text) const;
     void appendQuery(String& text) const;
 
-    static constexpr size_t typicalLength = 128; // bytes; spares the growing in small steps
+    static constexpr size_t typicalLength = 256; // bytes; spares the growing in small steps
 
     // What each component escapes.
     static constexpr ByteSet escapedInScheme = ByteSet("%:");
@@ -92,7 +92,7 @@ private:
 // The byte of an escape: its two digits, as far as they are digits.
 inline char url::escapedByte(const char* digits) {
     constexpr unsigned char none = 16;
-    constexpr auto values = [] {
+    static constexpr auto values = [] {
         std::array<unsigned char, 256> table{};
         for (unsigned int byte = 0; byte < table.size(); ++byte) {
             const unsigned int letter = (byte | 0x20U) - 'a';
@@ -188,7 +188,7 @@ inline String url::decode(String&& text, bool plusAsSpace) {
 }
 
 inline void url::appendEncoded(String& result, std::string_view text, const ByteSet& escaped) {
-    constexpr char digits[] = "0123456789ABCDEF";
+    static constexpr char digits[] = "0123456789ABCDEF";
     while (!text.empty()) {
         const size_t plain = std::min(escaped.findIn(text, 0), text.size());
         result.append(text.data(), plain);

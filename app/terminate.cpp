@@ -1,0 +1,15 @@
+// What the C++ runtime calls for an exception that nobody catches. Its own handler would print the
+// exception's type, and for that bring the whole demangler into a program that catches all of them.
+
+#include <cstdlib>
+
+namespace __gnu_cxx { // NOLINT(bugprone-reserved-identifier, cert-dcl37-c, cert-dcl51-cpp): the runtime's own
+                      // name
+
+void __verbose_terminate_handler();
+
+void __verbose_terminate_handler() { // NOLINT(bugprone-reserved-identifier, cert-dcl37-c, cert-dcl51-cpp)
+    std::abort();
+}
+
+} // namespace __gnu_cxx
