@@ -105,12 +105,13 @@ class Device:
     def siblings(self):
         return set(os.listdir(self.html)) - {"pid.cgi", "settings_xml.txt"}
 
-    def application(self, *argv, process_name=None):
+    def application(self, *argv, process_name=None, **options):
         """Starts a process of the application's name. `cat` dies of SIGUSR1, and so shows that the signal came."""
         link = os.path.join(tempfile.mkdtemp(dir=self.scratch), process_name or self.name)
+        os.chmod(os.path.dirname(link), 0o755)
         os.symlink(shutil.which("cat"), link)
         process = subprocess.Popen([*(argv or ["/some/path/" + self.name]), "-"], executable=link,
-                                   stdin=subprocess.PIPE, stderr=subprocess.DEVNULL)
+                                   stdin=subprocess.PIPE, stderr=subprocess.DEVNULL, **options)
         self.test.addCleanup(end, process)
         return process
 
