@@ -67,9 +67,8 @@ int getProcIdByName(const char* name) {
         const int id = processId(entry);
         if (id <= 0)
             continue;
-        const size_t length = std::strlen(entry);
-        std::memcpy(entryPlace, entry, length);
-        std::memcpy(entryPlace + length, file.data(), file.size() + 1); // with its zero byte
+        char* const end = std::copy(entry, entry + std::strlen(entry), entryPlace);
+        std::memcpy(end, file.data(), file.size() + 1); // with its zero byte
         if (firstArgumentNames(path.data(), name))
             return id;
     }

@@ -3,13 +3,14 @@
 
 #include <cstdlib>
 
-namespace __gnu_cxx { // NOLINT(bugprone-reserved-identifier, cert-dcl37-c, cert-dcl51-cpp): the runtime's own
-                      // name
+namespace __gnu_cxx {
 
+// NOLINTBEGIN(bugprone-reserved-identifier): the runtime's own name
 void __verbose_terminate_handler();
 
-void __verbose_terminate_handler() { // NOLINT(bugprone-reserved-identifier, cert-dcl37-c, cert-dcl51-cpp)
+void __verbose_terminate_handler() {
     std::abort();
 }
+// NOLINTEND(bugprone-reserved-identifier)
 
 } // namespace __gnu_cxx

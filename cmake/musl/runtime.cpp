@@ -1,5 +1,5 @@
-// What g++'s C++ library, made for another C library, asks of that one and musl does not have. Only in programs that are
-// built with musl.
+// What g++'s C++ library, made for another C library, asks of that one and musl does not have. Only in
+// programs that are built with musl.
 
 #include <cstddef>
 #include <link.h>

@@ -15,7 +15,7 @@
 namespace zusl {
 
 // The namespace of the attribute that holds an entry's key in the XML form of a StringMap.
-inline constexpr const char* settingsSchema = "http://zu.example/SettingsSchema";
+using zuxml::settingsSchema;
 
 // A std::map with a binary form, whose insert also takes a key and a value. Keys and values are
 // zusl::Serializable. Iterated, and written, in ascending key order. A concrete map gives its type id and

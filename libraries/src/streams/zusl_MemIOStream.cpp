@@ -349,11 +349,12 @@ public:
     ObjectList(Serializable* first, va_list& started) : next(first), rest(started) {}
     ObjectList(const ObjectList&) = delete;
     ObjectList& operator=(const ObjectList&) = delete;
+    // NOLINTBEGIN(clang-analyzer-valist.Uninitialized): the constructor takes a started list
     ~ObjectList() { va_end(rest); }
 
     Serializable* current() const { return next; }
-    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): the constructor takes a started list
     void advance() { next = va_arg(rest, Serializable*); }
+    // NOLINTEND(clang-analyzer-valist.Uninitialized)
 
 private:
     Serializable* next;

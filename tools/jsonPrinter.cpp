@@ -1,0 +1,132 @@
+// For scripts: an array with an object for each file.
+
+#include "utf8.h"
+#include "visitor.h"
+
+namespace dump {
+
+namespace {
+
+constexpr std::uint32_t replacement = 0xFFFD; // the character that stands for what is none
+
+class JsonPrinter : public Visitor {
+public:
+    explicit JsonPrinter(std::FILE* to) : out(to) { std::putc('[', out); }
+
+    void beginFile(std::string_view path, const char* kind, size_t size) override {
+        beginElement();
+        text("file", path);
+        text("kind", kind);
+        number("size", static_cast<long long>(size));
+        beginArray("objects");
+    }
+    void endFile(bool isWhole) override {
+        endArray();
+        name("whole");
+        std::fputs(isWhole ? "true}" : "false}", out);
+    }
+    void unreadable(std::string_view path, const char* reason) override {
+        beginElement();
+        text("file", path);
+        text("error", reason);
+        std::putc('}', out);
+    }
+
+    void beginObject(const Object& object) override {
+        beginElement();
+        number("offset", object.offset);
+        if (object.key != nullptr)
+            text("key", *object.key);
+        number("type", object.typeId);
+        if (!object.typeName.empty())
+            text("typeName", object.typeName);
+        if (object.length.has_value())
+            number("length", *object.length);
+    }
+    void value(std::string_view value) override { text("value", value); }
+    void value(int value) override { number("value", value); }
+    void value(Block value) override { hex("valueHex", value); }
+    void beginItems() override { beginArray("value"); }
+    void endItems() override { endArray(); }
+    void endObject() override { std::putc('}', out); }
+
+    void remark(Remark kind, unsigned int offset, const std::string& remark) override {
+        beginElement();
+        number("offset", offset);
+        text(kind == Remark::note ? "note" : "damage", remark);
+        std::putc('}', out);
+    }
+    void finish() override { std::fputs("\n]\n", out); }
+
+private:
+    // Each element of an array is an object and begins a line.
+    void beginElement() {
+        std::fprintf(out, "%s\n%*s{", isFirst ? "" : ",", 2 * depth, "");
+        isFirst = true;
+    }
+    void beginArray(const char* arrayName) {
+        name(arrayName);
+        std::putc('[', out);
+        isFirst = true;
+        ++depth;
+    }
+    void endArray() {
+        std::putc(']', out);
+        isFirst = false;
+        --depth;
+    }
+    void name(const char* name) {
+        std::fprintf(out, "%s\"%s\": ", isFirst ? "" : ", ", name);
+        isFirst = false;
+    }
+    void number(const char* itsName, long long value) {
+        name(itsName);
+        std::fprintf(out, "%lld", value);
+    }
+    // The exact bytes follow where a text cannot hold them.
+    void text(const char* itsName, std::string_view text) {
+        name(itsName);
+        if (!string(text))
+            hex((std::string(itsName) + "Hex").c_str(), {reinterpret_cast<const unsigned char*>(text.data()),
+                                                         static_cast<unsigned int>(text.size())});
+    }
+    void hex(const char* itsName, Block bytes) {
+        name(itsName);
+        std::putc('"', out);
+        for (; bytes.length > 0; bytes.skip(1))
+            std::fprintf(out, "%02X", *bytes.from);
+        std::putc('"', out);
+    }
+    bool string(std::string_view text);
+
+    std::FILE* const out;
+    int depth = 1;
+    bool isFirst = true; // in the innermost array or object
+};
+
+// False when bytes that are no UTF-8 had to be replaced.
+bool JsonPrinter::string(std::string_view text) {
+    bool isExact = true;
+    std::putc('"', out);
+    while (!text.empty()) {
+        const Character character = firstCharacter(text);
+        isExact = isExact && character.isValid;
+        if (character.escape != 0)
+            std::fprintf(out, "\\%c", character.escape);
+        else if (character.isHarmless)
+            std::fwrite(text.data(), 1, character.length, out);
+        else
+            std::fprintf(out, "\\u%04X", character.isValid ? character.code : replacement);
+        text.remove_prefix(character.length);
+    }
+    std::putc('"', out);
+    return isExact;
+}
+
+} // namespace
+
+std::unique_ptr<Visitor> jsonPrinter(std::FILE* to) {
+    return std::make_unique<JsonPrinter>(to);
+}
+
+} // namespace dump
