@@ -2,15 +2,16 @@
 #include "parts.h"
 
 #include <ctype.h>
-#include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
+#include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 static const char settings_file[] = "settings_xml.txt";
@@ -148,6 +149,44 @@ char* read_body(void) {
     return body;
 }
 
+/* --- Directories --- */
+
+/* What the kernel's call gives for each entry. */
+struct entry {
+    uint64_t file;
+    int64_t offset;
+    uint16_t length;
+    unsigned char type;
+    char name[];
+};
+
+struct directory {
+    int file;
+    long position;
+    long filled;
+    _Alignas(struct entry) char block[8192];
+};
+
+static bool open_directory(struct directory* directory, const char* path) {
+    directory->file = open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    directory->position = directory->filled = 0;
+    return directory->file >= 0;
+}
+
+static const char* next_name(struct directory* directory) {
+    if (directory->position == directory->filled) {
+        directory->filled =
+            syscall(SYS_getdents64, directory->file, directory->block, sizeof directory->block);
+        directory->position = 0;
+        if (directory->filled <= 0)
+            return NULL;
+    }
+    const struct entry* const entry =
+        (const struct entry*)(const void*)(directory->block + directory->position);
+    directory->position += entry->length;
+    return entry->name;
+}
+
 /* --- The settings file --- */
 
 static bool runs_this_program(pid_t id) {
@@ -169,18 +208,18 @@ static bool runs_this_program(pid_t id) {
 }
 
 static void clear_left_siblings(void) {
-    DIR* const directory = opendir(".");
-    if (directory == NULL)
+    struct directory directory;
+    if (!open_directory(&directory, "."))
         return;
     const size_t prefix = sizeof settings_file - 1;
-    for (const struct dirent* entry; (entry = readdir(directory)) != NULL;) {
-        if (strncmp(entry->d_name, settings_file, prefix) != 0 || entry->d_name[prefix] != '.')
+    for (const char* name; (name = next_name(&directory)) != NULL;) {
+        if (strncmp(name, settings_file, prefix) != 0 || name[prefix] != '.')
             continue;
-        const char* const id = entry->d_name + prefix + 1;
+        const char* const id = name + prefix + 1;
         if (*id != '\0' && strspn(id, "0123456789") == strlen(id) && !runs_this_program((pid_t)atol(id)))
-            unlink(entry->d_name);
+            unlink(name);
     }
-    closedir(directory);
+    close(directory.file);
 }
 
 static struct text settings_text(const struct fields* fields) {
@@ -280,13 +319,13 @@ static bool first_argument_names(const char* id, const char* name) {
 }
 
 static bool is_running(const char* name) {
-    DIR* const processes = opendir("/proc");
-    if (processes == NULL)
+    struct directory processes;
+    if (!open_directory(&processes, "/proc"))
         return false;
     bool found = false;
-    for (const struct dirent* entry; !found && (entry = readdir(processes)) != NULL;)
-        found = *entry->d_name >= '1' && *entry->d_name <= '9' && first_argument_names(entry->d_name, name);
-    closedir(processes);
+    for (const char* id; !found && (id = next_name(&processes)) != NULL;)
+        found = *id >= '1' && *id <= '9' && first_argument_names(id, name);
+    close(processes.file);
     return found;
 }
 
