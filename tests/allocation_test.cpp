@@ -23,6 +23,8 @@ namespace {
 // `usable` at least whole and fit to be assigned to.
 enum : unsigned { badAlloc = 1, exception = 2, gaveFalse = 4, usable = 8 };
 
+int injected = 0; // failures, of all operations until now
+
 template <typename T, typename Action>
 void failEach(const char* name, const T& before, unsigned allowed, Action action) {
     SCOPED_TRACE(name);
@@ -42,6 +44,7 @@ void failEach(const char* name, const T& before, unsigned allowed, Action action
                 outcome = dynamic_cast<const std::bad_alloc*>(&error) != nullptr ? badAlloc : exception;
             }
             failed = allocations::untilFailure == 0;
+            injected += failed;
             allocations::untilFailure = 0;
             EXPECT_TRUE(failed ? !succeeded && (outcome & allowed) != 0 : succeeded) << outcome;
             EXPECT_TRUE(!failed || (allowed & usable) != 0 || binaryForm(object) == state) << "changed";
@@ -51,6 +54,7 @@ void failEach(const char* name, const T& before, unsigned allowed, Action action
         EXPECT_EQ(allocations::live, live) << "a leak";
         EXPECT_TRUE(failed || number > 1) << "allocates nothing";
     }
+    testing::Test::RecordProperty("injected", injected);
 }
 
 const String text("  some <b>text</b> & more of it, longer than 'what a string' holds in itself\t");

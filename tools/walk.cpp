@@ -1,5 +1,6 @@
 #include "walk.h"
 
+#include "zusl_ObjectFile.h"
 #include "zusl_Record.h"
 
 #include <algorithm>
@@ -10,11 +11,6 @@ namespace dump {
 namespace {
 
 using zutl::String;
-
-// An object file: type id, length of the form, the form.
-constexpr unsigned int objectTypeOffset = 0;
-constexpr unsigned int objectLengthOffset = 2;
-constexpr unsigned int objectHeaderSize = 6;
 
 // No writer nests so deep. A hostile file would, until the stack is full.
 constexpr unsigned int mostLevels = 32;
@@ -132,15 +128,16 @@ void Walk::records(Block content) {
 }
 
 void Walk::objectFile() {
-    if (file.length < objectHeaderSize)
+    if (file.length < zusl::objectFileHeaderSize)
         return damage(file, String::fromFormat("an object file's header takes %u bytes, %u left",
-                                               objectHeaderSize, file.length));
-    const Frame frame(file, objectHeaderSize, zutl::load32(file.from + objectLengthOffset));
-    const Block rest = framed(frame, zutl::load16(file.from + objectTypeOffset));
+                                               zusl::objectFileHeaderSize, file.length));
+    const Frame frame(file, zusl::objectFileHeaderSize,
+                      zutl::load32(file.from + zusl::objectFileLengthOffset));
+    const Block rest = framed(frame, zutl::load16(file.from + zusl::objectFileTypeOffset));
     if (rest.length > 0)
         damage(rest, amountOf(rest.length) + " of the announced length behind the form");
     Block behind = file;
-    behind.skip(objectHeaderSize + frame.form.length);
+    behind.skip(zusl::objectFileHeaderSize + frame.form.length);
     if (behind.length > 0)
         note(behind, amountOf(behind.length) + " behind the object, not read");
 }
@@ -283,8 +280,9 @@ Layout layoutOf(Block file) {
     if (file.length >= bytesToTell && zutl::load16(file.from + zusl::recordReservedOffset) != 0)
         return {Layout::objectFile};
     // The lower half of a length may be 0, too; then the whole of it decides, unless records fit as well.
-    const bool fits = file.length >= objectHeaderSize &&
-                      zutl::load32(file.from + objectLengthOffset) == file.length - objectHeaderSize;
+    const bool fits =
+        file.length >= zusl::objectFileHeaderSize &&
+        zutl::load32(file.from + zusl::objectFileLengthOffset) == file.length - zusl::objectFileHeaderSize;
     const bool isWholeRecords = zusl::RecordWalk(file.from, file.from + file.length).isWhole();
     return {fits && !isWholeRecords ? Layout::objectFile : Layout::savedStream};
 }
