@@ -5,9 +5,11 @@
 #include "zusl_List.h"
 #include "zusl_Map.h"
 
+#include <csignal>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <map>
+#include <sys/resource.h>
 
 using zutl::Integer;
 using zutl::String;
@@ -114,6 +116,8 @@ TEST(Forms, CutShortEndsInTheDocumentedFailure) {
     Settings map;
     const std::string lying = unhex("FF FF FF 7F 01 00 00 00 61 00 01 00 00 00 31 00 00 00 00 00");
     EXPECT_TRUE(thrown([&] { readForm(map, lying); }) == fromBinFailed && map.size() == 1);
+    zusl::StringMap<Unreliable> overreaching; // its values take four bytes wherever they stand
+    EXPECT_EQ(thrown([&] { readForm(overreaching, form.substr(0, 12)); }), fromBinFailed);
 }
 
 TEST(Forms, ObjectFile) {
@@ -128,6 +132,18 @@ TEST(Forms, ObjectFile) {
     EXPECT_EQ(number, 42);
     for (const char* const path : {"/nonexistent/file", "/dev/full"})
         EXPECT_FALSE(number.toFile(path)) << path;
+    struct Nothing : zusl::EndOfFile { // of a type that a device without end seems to hold
+        unsigned int getTypeId() const override { return 0; }
+    } nothing;
+    EXPECT_FALSE(nothing.fromFile("/dev/zero"));
+    rlimit limit;
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
+    const rlimit small{8, limit.rlim_max}; // of the ten bytes
+    const auto previous = std::signal(SIGXFSZ, SIG_IGN);
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+    EXPECT_FALSE(number.toFile(file.path()));
+    setrlimit(RLIMIT_FSIZE, &limit);
+    std::signal(SIGXFSZ, previous);
 
     // Cut; 4 GB claimed; fewer bytes than fromBin wants, and more.
     const std::pair<const char*, bool> contents[] = {

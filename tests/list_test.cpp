@@ -41,11 +41,20 @@ TEST(List, ReadsBackWhatItWrote) {
 }
 
 TEST(List, ChecksWhatItReads) {
+    std::string badCount = form(501, 1, {"a"}), badElement = badCount;
+    badCount[16] = '\xF5'; // the record's type
+    badElement[28] = '\xF8';
     const std::tuple<std::string, unsigned, const char*, Texts> cases[] = {
-        {form(501, 3, {"a", "b"}), 0, fromBinFailed, {"a", "b"}}, {form(501, 1, {"a", "b"}), 56, "", {"a"}},
-        {form(501, 2147483647, {"a"}), 0, fromBinFailed, {"a"}},  {form(501, -1, {"a"}), 42, "", {}},
-        {unhex("FF FF FF FF 01"), 0, fromBinFailed, {"before"}},  {"", 0, fromBinFailed, {"before"}},
-        {binaryForm(MemIOStream()), 0, fromBinFailed, {}},        {form(504, 1, {"a"}), 0, "", {}}};
+        {form(501, 3, {"a", "b"}), 0, fromBinFailed, {"a", "b"}},
+        {form(501, 1, {"a", "b"}), 56, "", {"a"}},
+        {form(501, 2147483647, {"a"}), 0, fromBinFailed, {"a"}},
+        {form(501, -1, {"a"}), 42, "", {}},
+        {unhex("FF FF FF FF 01"), 0, fromBinFailed, {"before"}},
+        {"", 0, fromBinFailed, {"before"}},
+        {binaryForm(MemIOStream()), 0, fromBinFailed, {}},
+        {form(504, 1, {"a"}), 0, "", {}},
+        {badCount, 0, fromBinFailed, {}},
+        {badElement, 0, fromBinFailed, {}}};
     for (const auto& [bytes, taken, error, expected] : cases) {
         Texts list{"before"};
         unsigned int result = 0;
@@ -58,6 +67,8 @@ TEST(List, ChecksWhatItReads) {
     EXPECT_NE(notRecords.find("zusl::MemIOStream::setBuffer() - resulting memory is not valid."),
               notRecords.npos);
     EXPECT_EQ(list, Texts{"before"});
+    zusl::List<zusl::EndOfFile> markers(1); // which are never read
+    EXPECT_EQ(thrown([&] { readForm(markers, binaryForm(markers)); }), fromBinFailed);
 }
 
 TEST(List, SerializesBehindWhatAStreamHolds) {

@@ -45,13 +45,13 @@ std::string failure(Action action) {
 
 zusl::Serializable* const any = nullptr;
 
-// An input stream with one raw object.
+// An input stream with one raw object, and then none in no bytes.
 struct RawSource : MemIOStream {
-    int left = 1;
+    unsigned int left = 2;
     bool readNextObject(unsigned char*& data, unsigned int& length) override {
         if (left-- == 0)
             return false;
-        data = new unsigned char[length = 12];
+        data = new unsigned char[length = 12 * left];
         std::copy_n(unhex(seven).begin(), length, data);
         return true;
     }
@@ -155,6 +155,13 @@ TEST(MemIOStream, WritesRawBytesInPlace) {
     unsigned char* position = data + 12;
     stream.finalizeBuffer(position, 0);
     EXPECT_EQ(stream.size(), 12U);
+    stream.write(Integer(1));
+    position = data;
+    stream.skip();
+    unsigned char* none = nullptr;
+    stream.finalizeBuffer(position, 0); // before the content
+    stream.finalizeBuffer(none, 0);
+    EXPECT_EQ(stream.size(), 12U);
 }
 
 TEST(MemIOStream, TakesBytesThatAreWholeRecords) {
@@ -232,7 +239,7 @@ TEST(MemIOStream, TransfersRawObjects) {
     stream.write(Integer(1));
     RawSource source;
     zusl::IStream& input = source;
-    stream << input << input; // the second time there is no other
+    stream << input << input << input; // the third time it says that there is none
     stream.skip();
     EXPECT_EQ(content(stream), seven);
     unsigned char* data = nullptr;
@@ -341,6 +348,12 @@ TEST(MemIOStream, GoesToAFileAndBack) {
         EXPECT_EQ(content(other), seven);
     }
     EXPECT_FALSE(other.save("/nonexistent/file") || other.save("/dev/full"));
+    ASSERT_EQ(truncate(file.path(), off_t{1} << 32), 0); // one byte too many
+    EXPECT_FALSE(other.load(file.path()));
+    EXPECT_EQ(content(other), seven);
+    const char* const shorter = "/sys/devices/system/cpu/online"; // than its size says
+    EXPECT_FALSE(other.load(shorter));
+    EXPECT_EQ(other.isEmpty(), access(shorter, R_OK) == 0);
     EXPECT_FALSE(other.load(TemporaryFile(unhex(seven + " F8 01")).path()));
     EXPECT_EQ(content(other), seven + " F8 01");
     EXPECT_TRUE(MemIOStream().save(file.path()));

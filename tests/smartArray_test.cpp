@@ -2,6 +2,8 @@
 #include "zutl_SmartArray.h"
 #include "zutl_String.h"
 
+#include <csignal>
+#include <cstdlib>
 #include <gtest/gtest.h>
 #include <thread>
 
@@ -34,7 +36,8 @@ TEST(SmartArray, LastHandleReleasesTheArrayOnce) {
         first = moved;
     }
     EXPECT_EQ(first[2].value, 7);
-    first = Handle();
+    const Handle empty;
+    first = empty;
     EXPECT_EQ(Counted::alive, 0);
 }
 
@@ -72,6 +75,14 @@ TEST(SmartArray, HoldsATextUpToItsFirstZeroByte) {
     EXPECT_EQ(std::string(&*array, 5), std::string("ab\0\0\0", 5));
     EXPECT_NE(thrown([&] { array[5]; }), "");
     EXPECT_EQ(zutl::SmartArray<char>(zutl::String())[0], '\0');
+}
+
+TEST(Exception, ThatNobodyCatchesEndsTheProgramWithoutAWord) {
+    const auto die = []() noexcept { // abort, but with the work that is due at the end of a program
+        std::signal(SIGABRT, [](int) { std::exit(77); });
+        zutl::throwError("Some::Class", "act() - failed");
+    };
+    EXPECT_EXIT(die(), testing::ExitedWithCode(77), "^$");
 }
 
 TEST(Exception, CarriesItsMessage) {

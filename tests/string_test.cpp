@@ -34,13 +34,15 @@ TEST(String, TakesANullPointerForEmptyText) {
     String text("before");
     EXPECT_EQ(text = none, "");
     EXPECT_EQ(text = std::string("a\0b", 3), std::string("a\0b", 3));
+    const std::string standard("d\0e", 3);
+    EXPECT_EQ(text = standard, standard);
     EXPECT_EQ(text = "c", "c");
 }
 
 TEST(String, Formats) {
     EXPECT_EQ(String::fromFormat("%s=%d", "a", 7), "a=7");
     EXPECT_EQ(String::fromFormat("%s", std::string(100000, 'x').c_str()), std::string(100000, 'x'));
-    EXPECT_EQ(String::fromFormat("a%cb", 0), "a");
+    EXPECT_EQ(String::fromFormat("a%cb", 0) + String::fromFormat("%s", ""), "a");
     EXPECT_EQ(formatted("%d %s %lld", -1, "two", 3LL), "-1 two 3");
     EXPECT_EQ(String::fromFloat(2.5F, 2) + String::fromFloat(1.0F, 0), "2.501");
     for (const int number : {-7, 0, INT32_MIN, INT32_MAX})
@@ -121,8 +123,9 @@ TEST(String, AbbreviatesWithThreePoints) {
 
 TEST(String, ExtractsBetweenTwoMarks) {
     const std::tuple<const char*, const char*, const char*, const char*> cases[] = {
-        {"x[abc]y", "[", "]", "abc"}, {"x]abc[y", "[", "]", ""}, {"abc", "", "c", "ab"}, {"abc", "a", "", ""},
-        {"[[a]]", "[[", "]]", "a"},   {"x[abc", "[", "]", ""},   {"||a|", "|", "|", ""}};
+        {"x[abc]y", "[", "]", "abc"}, {"x]abc[y", "[", "]", ""},  {"abc", "", "c", "ab"},
+        {"abc", "a", "", ""},         {"[[a]]", "[[", "]]", "a"}, {"x[abc", "[", "]", ""},
+        {"||a|", "|", "|", ""},       {"abc]", "[", "]", ""}};
     for (const auto& [text, begin, end, expected] : cases)
         EXPECT_EQ(String(text).extract(begin, end), expected) << text;
 }
@@ -152,8 +155,8 @@ TEST(String, SplitsAtDelimitersOutsideQuotes) {
         {",a,b,", ",", ",", "(,a,b,)"},
         {"|a\\b|,c", ",", "|", "(|a\\b|)(c)"},
         {"|\\a\\|,b|,c", ",", "|", "(|\\a\\|)(b|,c)"},
-        {"|a\\", ",", "|", "(|a\\)"},
-        {"|a\\x", ",", "|", "(|a\\x)"},
+        {"|,\\", ",", "|", "(|,\\)"},
+        {"|,\\x", ",", "|", "(|,\\x)"},
         {"a\0b,\0c"s, ",", "", "(a)()"}};
     for (const auto& [text, delimiters, quotes, expected] : cases)
         EXPECT_EQ(list(String(text).tokenize(delimiters, quotes)), expected) << text;

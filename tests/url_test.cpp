@@ -81,10 +81,17 @@ TEST(Url, DecodesEscapes) {
                  {"%%41", {"\0001", 2}, {"\0001", 2}},
                  {"a+", "a+", "a "},
                  {"+%2B+%2b", "++++", " + +"},
-                 {"%FF%80", "\xFF\x80", "\xFF\x80"}};
+                 {"%FF%80", "\xFF\x80", "\xFF\x80"},
+                 {"one whole block%4", "one whole block%4", "one whole block%4"}};
     for (const auto& [text, plain, plusAsSpace] : cases) {
         EXPECT_EQ(url::decode(text, false), plain) << text;
         EXPECT_EQ(url::decode(text, true), plusAsSpace) << text;
+    }
+    for (size_t length = 4050; length < 4120; ++length) { // around the pieces in which it works
+        const std::string x(length, 'x');
+        const String text(x + "+%41" + x + "%2b+%");
+        EXPECT_EQ(url::decode(text, false), x + "+A" + x + "++%") << length;
+        EXPECT_EQ(url::decode(text, true), x + " A" + x + "+ %") << length;
     }
 }
 

@@ -4,7 +4,9 @@
 #include "zusl_List.h"
 #include "zusl_Map.h"
 
+#include <cstdlib>
 #include <gtest/gtest.h>
+#include <pugixml.hpp>
 
 using zutl::Integer;
 using zutl::String;
@@ -122,9 +124,9 @@ TEST(XmlReaders, TakeAMap) {
                     "<item zu:displayName=\"k\">3</item></n:any>"));
     EXPECT_EQ(map, (Settings{{"k", "1"}, {"n:y", "2"}}));
     // Another prefix for the schema, and one that stands for something else.
-    EXPECT_TRUE(
-        map.fromXML("<R xmlns:s='http://zu.example/SettingsSchema' xmlns:o='urn:o'><i o:displayName='o' "
-                    "s:displayName='k'>1</i><y o:displayName='o' displayName='p'>2</y></R>"));
+    EXPECT_TRUE(map.fromXML(
+        "<R xmlns:s='http://zu.example/SettingsSchema' xmlns:o='urn:o'><i o:displayName='o' "
+        "u:displayName='u' s:x='x' s:displayName='k'>1</i><y o:displayName='o' displayName='p'>2</y></R>"));
     EXPECT_EQ(map, (Settings{{"k", "1"}, {"y", "2"}}));
 }
 
@@ -134,4 +136,13 @@ TEST(XmlReaders, TakeAList) {
     EXPECT_TRUE(list.fromXML(full.toXML("L").c_str()));
     EXPECT_EQ(list, full);
     EXPECT_TRUE(list.fromXML("<L>text</L>") && list.empty());
+    zusl::List<Settings> maps; // no map is found in an element without children
+    EXPECT_TRUE(maps.fromXML("<L><none/><R><a>1</a></R></L>"));
+    EXPECT_TRUE(maps.size() == 1 && maps.front()["a"] == "1");
+}
+
+TEST(XmlReaders, TellMissingMemoryFromAMissingDocument) {
+    pugi::set_memory_management_functions([](size_t) -> void* { return nullptr; }, std::free);
+    EXPECT_THROW(DomIterator::parse("<a/>"), std::bad_alloc);
+    pugi::set_memory_management_functions(std::malloc, std::free);
 }

@@ -24,20 +24,8 @@ constexpr Entity entities[] = {
 
 // What each byte becomes: itself, or an entity. Eight bytes are copied of an entity whatever its length: that
 // is one move.
-class Escapes {
-public:
+struct Escapes {
     static constexpr size_t most = 8;
-
-    constexpr Escapes() {
-        unsigned char number = 0;
-        for (const Entity& entity : entities) {
-            Escape& escape = escapes[number];
-            escape.length = entity.name.size();
-            for (size_t i = 0; i < escape.length; ++i)
-                escape.text[i] = entity.name[i];
-            numberOf[static_cast<unsigned char>(entity.character)] = ++number;
-        }
-    }
 
     // Writes up to `most` bytes, of which those before the returned end count.
     char* put(char* to, char byte) const {
@@ -51,7 +39,6 @@ public:
         return to + escape.length;
     }
 
-private:
     static constexpr unsigned char plain = 0; // the entities are numbered from 1
 
     struct Escape {
@@ -61,7 +48,18 @@ private:
     std::array<Escape, std::size(entities)> escapes{};
     std::array<unsigned char, 256> numberOf{};
 };
-constexpr Escapes escapes;
+constexpr Escapes escapes = [] {
+    Escapes table;
+    unsigned char number = 0;
+    for (const Entity& entity : entities) {
+        Escapes::Escape& escape = table.escapes[number];
+        escape.length = entity.name.size();
+        for (size_t i = 0; i < escape.length; ++i)
+            escape.text[i] = entity.name[i];
+        table.numberOf[static_cast<unsigned char>(entity.character)] = ++number;
+    }
+    return table;
+}();
 
 // Encodes as much of [next, end) as the room up to the limit surely takes, moves `next` behind it and returns
 // the end of what was written. A whole block is stored before it is known how much of it is plain.
