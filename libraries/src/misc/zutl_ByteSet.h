@@ -2,6 +2,8 @@
 // A set of bytes that answers in one step, however many it holds.
 
 #include <array>
+#include <cstddef>
+#include <cstdint>
 #include <string_view>
 
 namespace zutl {
@@ -10,10 +12,10 @@ class ByteSet {
 public:
     constexpr explicit ByteSet(std::string_view bytes) {
         for (const char byte : bytes)
-            member[static_cast<unsigned char>(byte)] = true;
+            members[wordOf(byte)] |= bitOf(byte);
     }
 
-    constexpr bool contains(char byte) const { return member[static_cast<unsigned char>(byte)]; }
+    constexpr bool contains(char byte) const { return (members[wordOf(byte)] & bitOf(byte)) != 0; }
 
     // The first position at or after `from` that holds a byte of the set; npos when there is none.
     size_t findIn(std::string_view text, size_t from) const {
@@ -24,7 +26,12 @@ public:
     }
 
 private:
-    std::array<bool, 256> member{};
+    static constexpr size_t wordOf(char byte) { return static_cast<unsigned char>(byte) / 32; }
+    static constexpr std::uint32_t bitOf(char byte) {
+        return std::uint32_t{1} << (static_cast<unsigned char>(byte) % 32);
+    }
+
+    std::array<std::uint32_t, 8> members{}; // a bit for each byte
 };
 
 } // namespace zutl
