@@ -3,6 +3,7 @@
 
 #include "appSignal.h"
 #include "cgiCommon.h"
+#include "commandLine.h"
 #include "requestBody.h"
 #include "settingsFile.h"
 #include "zutl_File.h"
@@ -93,8 +94,10 @@ void holdBackWriteSignals() {
 
 } // namespace
 
-int main() {
+int main(int argumentCount, char* arguments[]) {
     holdBackWriteSignals();
+    if (const char* const answer = commandLineAnswer(argumentCount, arguments))
+        return print(answer) ? 0 : 1;
     const FormParser parse = formParser();
     if (parse == nullptr) {
         printError("Unknown request type.");

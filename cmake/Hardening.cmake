@@ -7,9 +7,8 @@ option(ZU_HARDENING "Build with stack protector, fortified C library calls, full
 add_library(zu_harden INTERFACE)
 if(ZU_HARDENING)
   target_compile_options(zu_harden INTERFACE -fstack-protector-strong)
-  if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug") # fortifying needs optimisation
-    target_compile_options(zu_harden INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
-  endif()
+  target_compile_options(zu_harden INTERFACE # needs optimisation
+    "$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
   foreach(flag -fcf-protection -fstack-clash-protection -mbranch-protection=standard)
     string(MAKE_C_IDENTIFIER "ZU_HAS${flag}" has)
     check_cxx_compiler_flag("${flag} -Werror" ${has})

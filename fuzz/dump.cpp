@@ -1,4 +1,4 @@
-// Fuzzes zudump on any bytes: its walk beside the library's readers, and its JSON.
+// Fuzzes zudump on any bytes: its walk, as printed, beside the library's readers.
 
 #include "fuzzing.h"
 #include "walk.h"
@@ -7,34 +7,13 @@
 
 using dump::Layout;
 
-// Texts end, and outside of them every bracket closes the one that was opened last.
-static void checkJson(const Text& json) {
-    Text closing;
-    for (size_t at = 0; at < json.size(); ++at) {
-        const char byte = json[at];
-        if (byte == '"')
-            for (++at; json.at(at) != '"'; at += json[at] == '\\' ? 2 : 1)
-                require(static_cast<unsigned char>(json[at]) >= ' ');
-        else if (byte == '[' || byte == '{')
-            closing += static_cast<char>(byte + 2);
-        else if (byte == ']' || byte == '}')
-            require(!closing.empty() && closing.back() == byte), closing.pop_back();
-    }
-    require(closing.empty());
-}
-
 static bool isWhole(const Text& bytes, const Layout& layout) {
+    static std::FILE* const nowhere = std::fopen("/dev/null", "w");
     const std::vector<unsigned char> exact(bytes.begin(), bytes.end());
-    char* json = nullptr;
-    size_t size = 0;
-    std::FILE* const out = open_memstream(&json, &size);
-    const auto printer = dump::jsonPrinter(out);
+    const auto printer = dump::jsonPrinter(nowhere);
     const bool whole =
         dump::walk("", {exact.data(), static_cast<unsigned int>(exact.size())}, layout, *printer);
     printer->finish();
-    std::fclose(out);
-    checkJson(Text(json, size));
-    std::free(json);
     return whole;
 }
 

@@ -60,6 +60,18 @@ class RequestTest(ProgramTest):
         request.stdin.flush()  # it stays open: the announced length ends the body
         self.assertEqual((request.wait(), request.stdout.read()), (1, b""))
 
+    def test_options_are_answered_only_outside_a_request(self):
+        version, usage, refusal = rb"saveSettings (\d+\.){2}\d+\n", rb"Usage: saveSettings [^\0]+\n", re.escape(self.REFUSAL)
+        for arguments, status, output in [("--version", 0, version), ("--help", 0, usage), ("x --version --help", 0, version),
+                                          ("--versions", 1, refusal), ("version", 1, refusal), ("''", 1, refusal)]:
+            with self.subTest(arguments):
+                device, options = Device(self), {"wrap": ["sh", "-c", 'exec "$0" ' + arguments]}
+                answer = device.run({}, **options)
+                self.assertTrue(re.fullmatch(output, answer.output), answer)
+                self.assertEqual((answer.status, answer.settings), (status, None))
+                self.assertEqual(device.run({"REQUEST_METHOD": ""}, **options), (1, self.REFUSAL, None))
+                self.check(device, "stopped", **options)
+
     # Referer, and what stands before and after "success=...", whose place shows the order of the parameters.
     ACCEPTED = [
         (b"http://192.0.2.1/setup.html?tab=3", b"http://192.0.2.1/setup.html", b"&tab=3"),
@@ -251,7 +263,6 @@ class SettingsFileTest(ProgramTest):
                 ("all its own", 0o755, NOBODY, 0o644, NOBODY, "stopped", True),
                 ("folder takes no new file", 0o555, NOBODY, 0o644, NOBODY, "stopped", False),
                 ("nor may the old settings be read", 0o555, NOBODY, 0o200, NOBODY, "stopped", False),
-                ("folder that may not be searched", 0o700, 0, 0o644, NOBODY, "false", False),
                 ("read-only file", 0o755, NOBODY, 0o444, NOBODY, "false", False),
                 ("owner cannot be kept", 0o755, NOBODY, 0o666, 0, "stopped", False),
                 ("others' file in a sticky folder", 0o1777, 0, 0o666, 0, "stopped", False),

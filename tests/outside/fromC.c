@@ -1,0 +1,5 @@
+#include "zu_Functions.h"
+
+int compareInC(void) {
+    return zu_stricmp("Host", "hOST");
+}
