@@ -36,3 +36,11 @@ need_packages() {
         apt-get -qq -y -o DPkg::Lock::Timeout=300 install --no-install-recommends "$@" >/dev/null
 INSTALL
 }
+
+# need_axe: makes sure that build/axe holds axe-core, which finds what shuts people out of a page.
+need_axe() {
+    local version=4.14.1
+    grep -qs "\"version\": \"$version\"" "$repository/build/axe/node_modules/axe-core/package.json" && return
+    command -v npm >/dev/null || need_packages npm
+    npm install --silent --no-audit --no-fund --no-save --prefix "$repository/build/axe" "axe-core@$version" >&2
+}
