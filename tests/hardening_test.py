@@ -1,27 +1,20 @@
 """The built program as the kernel and an attacker meet it: every protection that the build asks for is there."""
 import os
 import re
-import subprocess
 import unittest
+
+from harness import PROGRAM, is_sanitized
+from install_test import output_of
 
 # The library is looked at beside the program, which may need none of its calls.
 LIBRARY = os.path.join(os.environ.get("BUILD_DIR", "build"), "libraries", "libzu.a")
-PROGRAM = os.path.abspath(os.environ.get("SAVESETTINGS", "build/app/saveSettings"))
-
-
-def output_of(*command):
-    return subprocess.run(command, check=True, capture_output=True, text=True).stdout
 
 
 def readelf(option, file=PROGRAM):
     return output_of("readelf", "-W", option, file)
 
 
-with open(PROGRAM, "rb") as program:
-    IS_SANITIZED = b"__asan_init" in program.read()
-
-
-@unittest.skipIf(IS_SANITIZED, "sanitizers are built without hardening")
+@unittest.skipIf(is_sanitized(), "sanitizers are built without hardening")
 class HardeningTest(unittest.TestCase):
     def setUp(self):
         # Type, flags of each segment.

@@ -104,10 +104,8 @@ TEST(MemIOStream, GrowsByItsRule) {
     stream.skip();
     stream.write(Integer(4)), check(36); // fits once the content is moved to the beginning
     Integer number;
-    for (const int expected : {2, 3, 4}) {
-        stream >> number;
-        EXPECT_EQ(number, expected);
-    }
+    for (const int expected : {2, 3, 4})
+        EXPECT_EQ((stream >> number, number), expected);
     stream.checkBuff(36), check(36);
     stream.checkBuff(37), check(2 * 36 + 37);
     stream.reserve(100), check(109);
@@ -116,22 +114,18 @@ TEST(MemIOStream, GrowsByItsRule) {
     stream.clear(), check(110);
     EXPECT_TRUE(stream.isEmpty());
     stream.purge(), check(0);
-    stream.clear();
-    stream.defrag();
-    stream.write(Integer(7));
+    stream.clear(), stream.defrag(), stream.write(Integer(7));
     EXPECT_THROW(stream.write(Enormous()), std::bad_alloc);
     EXPECT_THROW(stream.checkBuff(0xFFFFFFFF), std::bad_alloc);
-    EXPECT_EQ(content(stream), seven);
-    check(12);
+    EXPECT_EQ(content(stream), seven), check(12);
 }
 
 TEST(MemIOStream, CopiesOnlyWhatWasNotRead) {
     MemIOStream stream(100), assigned(5), same(100);
     stream << Integer(1) << Integer(7);
     stream.skip();
-    assigned = stream;
     same.write(String("before"));
-    same = stream;
+    assigned = same = stream;
     stream = *&stream;
     for (const MemIOStream& copy : {MemIOStream(stream), assigned, same, stream}) {
         EXPECT_EQ(content(copy), seven);
@@ -146,10 +140,8 @@ TEST(MemIOStream, WritesRawBytesInPlace) {
     unsigned char* data;
     stream.getWriteBuffer(data, 100);
     std::copy_n(unhex(seven).begin(), 12, data);
-    for (const unsigned int length : {200U, 100U}) {
-        stream.finalizeBuffer(data, length);
-        EXPECT_EQ(stream.size(), 100U);
-    }
+    for (const unsigned int length : {200U, 100U})
+        EXPECT_EQ((stream.finalizeBuffer(data, length), stream.size()), 100U);
     stream.finalizeBuffer(data, 12);
     EXPECT_EQ(content(stream), seven);
     unsigned char* position = data + 12;

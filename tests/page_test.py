@@ -97,8 +97,7 @@ class PageTest(GuardedTest):
         for away, (room, note, target, mode, brightness) in enumerate([
                 ("a<b&c \"ü", "1 + 1 = 2", 21.5, "auto", 35), ("100%41 </room>", "</note><mode>off</mode> €%&+=;#", 5, "cool", 0)]):
             with self.subTest(room=room):
-                wanted = {"room": room, "note": note, "target": target, "mode": mode, "brightness": brightness,
-                          "away": bool(away)}
+                wanted = {"room": room, "note": note, "target": target, "mode": mode, "brightness": brightness, "away": bool(away)}
                 self.save(wanted)
                 self.await_outcome("restarted", "Saved and applied")
                 self.assertEqual(self.state(), wanted)

@@ -49,8 +49,6 @@ TEST(SmartArray, RefusesAccessWithLocatedErrors) {
     EXPECT_EQ(refusal([&] { *empty; }), "zutl::SmartArray::operator*() - pointer is NULL!");
     EXPECT_EQ(refusal([&] { empty[0]; }), "zutl::SmartArray::operator[]() - pointer is NULL!");
     EXPECT_EQ(refusal([&] { six[6]; }), "zutl::SmartArray::operator[]() - index out of range!");
-    // The line is that of the raising statement: another for another statement.
-    EXPECT_NE(thrown([&] { empty[0]; }).substr(0, 45), thrown([&] { six[6]; }).substr(0, 45));
 }
 
 TEST(SmartArray, IsReleasedFromSeveralThreads) {

@@ -6,6 +6,7 @@
 
 #include <cstdlib>
 #include <gtest/gtest.h>
+#include <numeric>
 #include <pugixml.hpp>
 
 using zutl::Integer;
@@ -14,9 +15,7 @@ using zuxml::DomIterator;
 using Settings = zusl::StringMap<String>;
 
 TEST(XmlCursor, TakesXmlFromElsewhere) {
-    const struct {
-        const char *xml, *value, *itself;
-    } cases[] = {
+    const std::tuple<const char*, const char*, const char*> cases[] = {
         {"\xEF\xBB\xBF<?xml version='1.0'?>\n<!DOCTYPE a [<!ENTITY b 'c'>]><!-- d --> <a/>\n<?e?><!-- f -->",
          "", "<a/>"},
         {"<a>1<!-- 2 -->3<![CDATA[<4>&amp;]]><b>5<c>6</c></b> 7<?d 8?></a>", "13<4>&amp;56 7", nullptr},
@@ -81,20 +80,15 @@ TEST(XmlCursor, WalksTheElementsAndKeepsTheirDocument) {
 }
 
 TEST(XmlCursor, TakesNoStackForDepth) {
-    String opened, closed;
-    for (int level = 0; level < 300000; ++level) {
-        opened += "<a>";
-        closed += "</a>";
-    }
-    const String xml = opened + "x" + closed;
+    const std::vector<String> levels(300001);
+    const String xml = String::join(levels, "<a>") + "x" + String::join(levels, "</a>");
     const DomIterator root = DomIterator::parse(xml);
     EXPECT_TRUE(root.getValue() == "x" && root.toXML() == xml && root.searchChild("b").atEnd());
 }
 
 TEST(XmlReaders, TakeAValue) {
-    String text("before"), bytes;
-    for (int byte = 1; byte < 256; ++byte)
-        bytes += static_cast<char>(byte);
+    String text("before"), bytes(std::string(255, '\0'));
+    std::iota(bytes.begin(), bytes.end(), '\1');
     for (const String& value : {bytes, String(" "), String("\r\n"), String("]]>&amp;<!-- a -->")}) {
         EXPECT_TRUE(text.fromXML(value.toXML().c_str()));
         EXPECT_EQ(text, value);

@@ -1,0 +1,9 @@
+#pragma once
+
+#include <vector>
+
+// The cases of a test, several a line.
+template <typename... Rows>
+auto table(const Rows&... rows) {
+    return std::vector{rows...};
+}
