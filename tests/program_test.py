@@ -71,6 +71,7 @@ class RequestTest(ProgramTest):
                 self.assertEqual((answer.status, answer.settings), (status, None))
                 self.assertEqual(device.run({"REQUEST_METHOD": ""}, **options), (1, self.REFUSAL, None))
                 self.check(device, "stopped", **options)
+        self.assertEqual(device.run({}, wrap=["sh", "-c", 'exec "$0" --help >/dev/full']).status, 1)
 
     # Referer, and what stands before and after "success=...", whose place shows the order of the parameters.
     ACCEPTED = [
