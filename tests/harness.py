@@ -151,7 +151,8 @@ class Demo:
         script = os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "scripts", "demo")
         self.process = subprocess.Popen(
             [script, "--server", server, "--build", os.environ.get("BUILD_DIR", "build"), "--port", str(self.port)],
-            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True, start_new_session=True)
+            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True, start_new_session=True,
+            preexec_fn=lambda: signal.signal(signal.SIGINT, signal.SIG_DFL))  # which what runs in the background ignores
         said = ""
         while not said.endswith("\nThe thermostat is at %s\n" % self.url):
             line = self.process.stdout.readline()
