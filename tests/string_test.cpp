@@ -119,16 +119,13 @@ TEST(String, AbbreviatesWithThreePoints) {
         EXPECT_EQ(String(text).abbreviate(max), expected) << text << max;
 }
 
-TEST(String, ExtractsBetweenTwoMarks) {
+TEST(String, ExtractsBetweenTwoMarksAndKeepsOnlyAllowedBytes) {
     const std::tuple<const char*, const char*, const char*, const char*> cases[] = {
         {"x[abc]y", "[", "]", "abc"}, {"x]abc[y", "[", "]", ""},  {"abc", "", "c", "ab"},
         {"abc", "a", "", ""},         {"[[a]]", "[[", "]]", "a"}, {"x[abc", "[", "]", ""},
         {"||a|", "|", "|", ""},       {"abc]", "[", "]", ""}};
     for (const auto& [text, begin, end, expected] : cases)
         EXPECT_EQ(String(text).extract(begin, end), expected) << text;
-}
-
-TEST(String, KeepsOnlyAllowedBytes) {
     EXPECT_EQ(String::sanitize("  a-b c ", "abc "), "ab c");
     EXPECT_EQ(String::sanitize("abc", "") + String::sanitize("abc", nullptr), "");
     EXPECT_EQ(String::sanitize("a\0b"s, "ab"), "ab");

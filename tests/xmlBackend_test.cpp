@@ -37,20 +37,18 @@ TEST(XmlCursor, IsAtItsEndInWhatIsNoDocument) {
     for (const char* const xml : {"", " \n", "text", "<!-- -->", "<?xml version='1.0'?>", "<a", "<a>",
                                   "<a><b></a></b>", "</a>", "<a/><b/>", "a<a/>", "<a/>b", "<![CDATA[]]><a/>",
                                   "<a/><!--", "<a b=1/>", "<a b/>", "<a>]]><![CDATA[</a>", "<></>"}) {
+        SCOPED_TRACE(xml);
         DomIterator cursor = DomIterator::parse(xml, "second");
         for (int moves = 0; moves < 2; ++moves, cursor.previousSibling(), cursor.nextSibling()) {
-            EXPECT_TRUE(cursor.atEnd() && cursor.childrenBegin().atEnd() && cursor.searchChild("b").atEnd())
-                << xml;
-            EXPECT_FALSE(cursor.hasChildren() || cursor.hasValue() || cursor.hasAttributes()) << xml;
-            EXPECT_EQ(cursor.getName() + cursor.getValue() + cursor.getAttribute("b") + cursor.toXML(), "")
-                << xml;
+            EXPECT_TRUE(cursor.atEnd() && cursor.childrenBegin().atEnd() && cursor.searchChild("b").atEnd());
+            EXPECT_FALSE(cursor.hasChildren() || cursor.hasValue() || cursor.hasAttributes());
+            EXPECT_EQ(cursor.getName() + cursor.getValue() + cursor.getAttribute("b") + cursor.toXML(), "");
         }
         String text("before");
         Integer number(7);
         Settings map{{"before", ""}};
         zusl::List<String> list{"before"};
-        EXPECT_FALSE(text.fromXML(xml) || number.fromXML(xml) || map.fromXML(xml) || list.fromXML(xml))
-            << xml;
+        EXPECT_FALSE(text.fromXML(xml) || number.fromXML(xml) || map.fromXML(xml) || list.fromXML(xml));
         EXPECT_TRUE(text == "before" && number == 7 && map.count("before") == 1 && list.size() == 1);
     }
 }
