@@ -42,5 +42,7 @@ need_axe() {
     local version=4.14.1
     grep -qs "\"version\": \"$version\"" "$repository/build/axe/node_modules/axe-core/package.json" && return
     command -v npm >/dev/null || need_packages npm
-    npm install --loglevel=error --no-audit --no-fund --no-save --prefix "$repository/build/axe" "axe-core@$version" >&2
+    # npm knows authorities of its own; this machine may trust more of them.
+    NODE_EXTRA_CA_CERTS=${NODE_EXTRA_CA_CERTS-/etc/ssl/certs/ca-certificates.crt} \
+        npm install --loglevel=error --no-audit --no-fund --no-save --prefix "$repository/build/axe" "axe-core@$version" >&2
 }
