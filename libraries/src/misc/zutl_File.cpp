@@ -2,16 +2,31 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace zutl {
 
+namespace {
+
+// Returns true if the call that failed should be repeated. Waits until a non-blocking descriptor is ready.
+bool shouldRepeat(int descriptor, short event) {
+    if (errno == EINTR)
+        return true;
+    if (errno != EAGAIN)
+        return false;
+    pollfd waiting{descriptor, event, 0};
+    return poll(&waiting, 1, -1) >= 0 || errno == EINTR;
+}
+
+} // namespace
+
 bool writeAll(int descriptor, const void* bytes, size_t length) {
     const char* next = static_cast<const char*>(bytes);
     while (length > 0) {
         const ssize_t written = write(descriptor, next, length);
-        if (written < 0 && errno == EINTR)
+        if (written < 0 && shouldRepeat(descriptor, POLLOUT))
             continue;
         if (written <= 0)
             return false;
@@ -25,7 +40,7 @@ ssize_t readSome(int descriptor, void* buffer, size_t length) {
     ssize_t received;
     do
         received = read(descriptor, buffer, length);
-    while (received < 0 && errno == EINTR);
+    while (received < 0 && shouldRepeat(descriptor, POLLIN));
     return received;
 }
 
@@ -49,14 +64,24 @@ bool sizeOf(int descriptor, std::uint64_t& size) {
     return true;
 }
 
-File::File(const char* path, int flags, mode_t mode) {
+bool flushToDisk(int descriptor) {
+    int result;
     do
-        descriptor = open(path, flags | O_CLOEXEC, mode);
+        result = fsync(descriptor);
+    while (result != 0 && errno == EINTR);
+    return result == 0 || errno == EINVAL;
+}
+
+File::File(const char* path, int flags, mode_t mode) : File(AT_FDCWD, path, flags, mode) {}
+
+File::File(int directory, const char* path, int flags, mode_t mode) {
+    do
+        descriptor = openat(directory, path != nullptr ? path : "", flags | O_CLOEXEC, mode);
     while (descriptor < 0 && errno == EINTR);
 }
 
 File::~File() {
-    // Not repeated when interrupted: the descriptor is gone all the same.
+    // Not repeated when interrupted: the descriptor is closed in any case.
     if (isOpen())
         close(descriptor);
 }

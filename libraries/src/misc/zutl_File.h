@@ -1,7 +1,7 @@
 #pragma once
-// Reading and writing through the kernel's own calls: what was handed over has reached the file when a call
-// returns, so a full device shows at once and nothing is lost in a buffer at closing. Interrupted calls are
-// repeated.
+// Reading and writing with system calls: bytes have reached the file when a call returns, so a full device is
+// reported at once and no buffer is lost at closing. Interrupted calls are repeated, and on a non-blocking
+// descriptor the calls wait.
 
 #include <cstddef>
 #include <cstdint>
@@ -9,29 +9,42 @@
 
 namespace zutl {
 
-// Writes all the bytes; false, with errno set, when the descriptor could not take them.
+// Writes all bytes. Returns false, with errno set, on an error.
 bool writeAll(int descriptor, const void* bytes, size_t length);
 
-// Reads what one call gives, up to length bytes: 0 at the end of the file, -1 with errno set on an error.
+// Reads up to length bytes with one successful read(2). Returns the number of bytes, 0 at the end of the
+// file, -1 with errno set on an error.
 ssize_t readSome(int descriptor, void* buffer, size_t length);
 
-// Reads exactly length bytes; false when there are fewer or on an error.
+// Reads exactly length bytes. Returns false if there are fewer, or on an error.
 bool readAll(int descriptor, void* buffer, size_t length);
 
-// The size in bytes of a regular file; false for anything else, whose size cannot be told.
+// Stores the size in bytes of a regular file. Returns false for anything else.
 bool sizeOf(int descriptor, std::uint64_t& size);
 
-// An open file, closed when the object goes. It is not handed on to programs that are started.
+// Flushes the file to disk with fsync(2). Returns false, with errno set, on an error. A file or file system
+// that cannot be flushed is no error.
+bool flushToDisk(int descriptor);
+
+// An open descriptor, closed by the destructor. Programs that are started do not inherit it.
 class File {
 public:
-    // Opens with the flags of open(2); a new file gets the mode, less the process's umask. Check isOpen():
-    // errno tells the reason.
+    // Opens as open(2) does; a new file gets the mode, less the process's umask. If isOpen() returns false,
+    // errno has the reason.
     File(const char* path, int flags, mode_t mode = 0666);
+    // As above; a relative path starts at the open directory.
+    File(int directory, const char* path, int flags, mode_t mode = 0666);
+
+    // Takes the descriptor of a temporary.
+    File(File&& other) noexcept : descriptor(other.descriptor) { other.descriptor = -1; }
     File(const File&) = delete;
     File& operator=(const File&) = delete;
     ~File();
 
+    // Returns true if there is an open descriptor.
     bool isOpen() const { return descriptor >= 0; }
+
+    // Returns the descriptor, which the object keeps; -1 if it is not open.
     int get() const { return descriptor; }
 
 private:

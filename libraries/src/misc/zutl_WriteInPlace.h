@@ -1,0 +1,14 @@
+#pragma once
+// Writing a file in place, where a temporary file cannot do the job. Not atomic: a kill or a power cut can
+// leave a part of the text.
+
+#include "zutl_String.h"
+
+namespace zutl {
+
+// Writes the text to `name` in the open directory with String::toFile and flushes it to disk; a file that
+// does not exist is created. On failure the old text is restored. A symbolic link is followed if root or the
+// effective user owns it. Returns 0, or the errno value of what failed.
+[[nodiscard]] int writeInPlace(int directory, const char* name, const String& text);
+
+} // namespace zutl
