@@ -13,12 +13,16 @@ public:
     constexpr explicit ByteSet(std::string_view bytes) {
         for (const char byte : bytes)
             members[wordOf(byte)] |= bitOf(byte);
+        count = bytes.size();
+        first = bytes.empty() ? '\0' : bytes.front();
     }
 
     constexpr bool contains(char byte) const { return (members[wordOf(byte)] & bitOf(byte)) != 0; }
 
     // The first position at or after `from` that holds a byte of the set; npos when there is none.
     size_t findIn(std::string_view text, size_t from) const {
+        if (count <= 1)
+            return count == 0 ? std::string_view::npos : text.find(first, from);
         for (size_t position = from; position < text.size(); ++position)
             if (contains(text[position]))
                 return position;
@@ -32,6 +36,8 @@ private:
     }
 
     std::array<std::uint32_t, 8> members{}; // a bit for each byte
+    size_t count = 0;                       // of the bytes that were given
+    char first = '\0';
 };
 
 } // namespace zutl

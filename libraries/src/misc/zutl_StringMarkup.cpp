@@ -1,7 +1,7 @@
 // The markup operations of zutl::String: entities, tags, elements.
 
-#include "zutl_Block.h"
 #include "zutl_String.h"
+#include "zutl_Word.h"
 
 #include <algorithm>
 #include <array>
@@ -61,25 +61,29 @@ constexpr Escapes escapes = [] {
     return table;
 }();
 
+// " # & ' and < >; that a "#" is no entity is found when it is looked up.
+constexpr Word::Pattern quotesOrAmpersand{'"', '"' ^ '\''};
+constexpr Word::Pattern angleBrackets{'<', '<' ^ '>'};
+
 // Encodes as much of [next, end) as the room up to the limit surely takes, moves `next` behind it and returns
-// the end of what was written. A whole block is stored before it is known how much of it is plain.
+// the end of what was written. A whole word is stored before it is known how much of it is plain.
 char* encodePiece(char* to, const char* limit, const char*& next, const char* end) {
-    constexpr std::ptrdiff_t room = Block::size + Escapes::most;
-    constexpr std::ptrdiff_t blockSize = Block::size;
-    const char* from = next; // a variable that nothing written through `to` can be
-    while (end - from >= blockSize && limit - to >= room) {
-        const Block block(from);
-        const size_t plain = block.find('&', '<', '>', '\'', '"');
-        block.store(to);
-        if (plain == Block::size) { // by a constant, so that the next block need not wait for this one
-            to += Block::size;
-            from += Block::size;
+    constexpr std::ptrdiff_t room = Word::size + Escapes::most;
+    constexpr std::ptrdiff_t wordSize = Word::size;
+    const char* from = next; // local copy, so writes through `to` cannot alias it
+    while (end - from >= wordSize && limit - to >= room) {
+        const Word word(from);
+        const size_t plain = word.find(quotesOrAmpersand, angleBrackets);
+        word.store(to);
+        if (plain == Word::size) { // by a constant, so that the next word need not wait for this one
+            to += Word::size;
+            from += Word::size;
             continue;
         }
         from += plain;
         to = escapes.put(to + plain, *from++);
     }
-    while (end - from < blockSize && from < end && limit - to >= room)
+    while (end - from < wordSize && from < end && limit - to >= room)
         to = escapes.put(to, *from++);
     next = from;
     return to;
@@ -189,8 +193,8 @@ bool findOpenTag(const String& text, unsigned int start, const String& name, uns
             break;
         }
         if (complete) {
+            tagEnd = to32Bits(end);
             tagStart = static_cast<unsigned int>(found);
-            tagEnd = static_cast<unsigned int>(end);
             return true;
         }
     }
@@ -211,8 +215,8 @@ bool findCloseTag(const String& text, unsigned int start, const String& name, un
              hasOpen = findOpenTag(text, tagEnd, name, tagStart, tagEnd, selfClosing))
             depth += selfClosing ? 0 : 1;
         if (depth == 0) {
+            closeEnd = to32Bits(close + closeTag.size() - 1);
             closeStart = static_cast<unsigned int>(close);
-            closeEnd = static_cast<unsigned int>(close + closeTag.size() - 1);
             return true;
         }
         --depth;
@@ -221,6 +225,7 @@ bool findCloseTag(const String& text, unsigned int start, const String& name, un
 }
 
 String String::replaceElement(const String& name, const String& replacement) const {
+    to32Bits(size()); // positions are counted in 32 bits
     // In a name with a "<" tags could overlap, and where an element ends would hang on where the search
     // began.
     const bool tagsMayOverlap = name.find('<') != npos;
