@@ -4,40 +4,55 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <strings.h>
+
+namespace {
+
+constexpr int caseBit = 0x20;
+
+[[gnu::format_arg(1)]] const char* orEmpty(const char* text) {
+    return text != nullptr ? text : "";
+}
+
+// What tolower does in the C locale, whatever the locale is.
+int lowerCase(char byte) {
+    return byte >= 'A' && byte <= 'Z' ? byte | caseBit : static_cast<unsigned char>(byte);
+}
+
+} // namespace
 
 pthread_t zu_get_threadid(void) {
     return pthread_self();
 }
 
 char* zu_strdup(const char* text) {
-    return strdup(text);
+    return strdup(orEmpty(text));
 }
 
 char* zu_strcpy(char* destination, size_t size, const char* source) {
-    std::strncpy(destination, source, size);
+    std::strncpy(destination, orEmpty(source), size - 1);
     destination[size - 1] = '\0';
     return destination;
 }
 
 int zu_stricmp(const char* a, const char* b) {
-    return strcasecmp(a, b);
-}
-
-// What tolower and toupper do in the C locale, without a call for each byte.
-namespace {
-constexpr char caseBit = 0x20;
+    const char* left = orEmpty(a);
+    const char* right = orEmpty(b);
+    while (*left != '\0' && lowerCase(*left) == lowerCase(*right)) {
+        ++left;
+        ++right;
+    }
+    return lowerCase(*left) - lowerCase(*right);
 }
 
 char* zu_strlwr(char* text) {
-    for (char* byte = text; *byte != '\0'; ++byte)
+    for (char* byte = text; byte != nullptr && *byte != '\0'; ++byte)
         if (*byte >= 'A' && *byte <= 'Z')
             *byte = static_cast<char>(*byte | caseBit);
     return text;
 }
 
 char* zu_strupr(char* text) {
-    for (char* byte = text; *byte != '\0'; ++byte)
+    for (char* byte = text; byte != nullptr && *byte != '\0'; ++byte)
         if (*byte >= 'a' && *byte <= 'z')
             *byte = static_cast<char>(*byte & ~caseBit);
     return text;
@@ -48,13 +63,13 @@ int zu_vscprintf(const char* format, va_list args) {
     va_copy(copy, args);
     char byte;
     // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): va_copy has set it
-    const int length = std::vsnprintf(&byte, sizeof byte, format, copy);
+    const int length = std::vsnprintf(&byte, sizeof byte, orEmpty(format), copy);
     va_end(copy);
     return length;
 }
 
 int64_t zu_atoi64(const char* text) {
-    return std::strtoll(text, nullptr, 10);
+    return std::strtoll(orEmpty(text), nullptr, 10);
 }
 
 uint32_t zu_tickcount(void) {

@@ -1,6 +1,5 @@
 #pragma once
-/* Portable C-level helpers that the string class and the waiting operations stand on. Usable from C and C++.
- */
+/* Portable C-level helpers, usable from C and C++. A null text counts as an empty one. */
 
 #include <pthread.h>
 #include <stdarg.h>

@@ -1,13 +1,12 @@
 #pragma once
-// Waiting: for a while, or until one of several objects is signalled. Times are in milliseconds, 32 bits
-// wide.
+// Waiting for a time, or until one of several objects is signalled. Times are unsigned 32-bit milliseconds.
 
 #include <cstdint>
 #include <vector>
 
 namespace zust {
 
-// The timeout that never runs out.
+// The timeout that means no limit.
 constexpr unsigned int unlimited = 0xFFFFFFFF;
 
 // Something that can be waited for.
@@ -15,24 +14,24 @@ class WaitObject {
 public:
     virtual ~WaitObject() = default;
 
-    // Whether the object is signalled within the timeout.
+    // Returns true if the object is signalled within the timeout.
     virtual bool wait(unsigned int timeoutMs) const = 0;
 
-    // The same as wait, unless a class says otherwise.
+    // Like wait, unless a derived class overrides it.
     virtual bool waitExclusive(unsigned int timeoutMs) const { return wait(timeoutMs); }
 };
 
-// Suspends the calling thread; at most 4 294 967 ms.
+// Suspends the calling thread for `ms` milliseconds. Requires ms <= 4 294 967.
 void Wait(unsigned int ms);
 
-// Waits until one of the objects is signalled: true, with its position in `index`, the lowest when there are
-// several. False, with `index` unchanged, when the timeout ran out, which is looked at after each round
-// through all the objects, one every millisecond. Null entries are passed over. With no object at all the
-// unlimited timeout gives false at once.
+// Polls the objects once per millisecond until one is signalled. Returns true and stores the lowest position
+// of a signalled object in `index`. Returns false, with `index` unchanged, if the timeout expires first; at
+// least one poll is made. Null entries are ignored. Returns false at once if there is no object and the
+// timeout is unlimited.
 bool Wait(const std::vector<WaitObject*>& objects, unsigned int timeoutMs, unsigned int& index);
 
-// Whether a timeout that began at `start` has run out, both being times of zu_tickcount. The unsigned
-// difference is the time that has passed also when the clock has wrapped in between.
+// Returns true if a timeout that started at `start` has expired at `now`; both are values of zu_tickcount.
+// The unsigned difference is the elapsed time even if the clock wrapped once in between.
 constexpr bool hasRunOut(unsigned int timeoutMs, std::uint32_t start, std::uint32_t now) {
     return timeoutMs != unlimited && timeoutMs <= static_cast<std::uint32_t>(now - start);
 }
@@ -41,7 +40,7 @@ constexpr bool hasRunOut(unsigned int timeoutMs, std::uint32_t start, std::uint3
 
 namespace zutl {
 
-// The base of objects that run down to a point in time.
+// A base class for countdowns; part of the published interface, unused in the library.
 class Countdown {
 public:
     virtual ~Countdown() = default;

@@ -12,7 +12,7 @@ namespace {
 constexpr unsigned int microsecondsPerMs = 1000;
 constexpr unsigned int pollingStepMs = 1;
 
-// The position of the first object that is signalled now; the size of the list when none is.
+// Returns the position of the first object that is signalled now, or objects.size() if none is.
 size_t firstSignalled(const std::vector<WaitObject*>& objects) {
     const auto signalled = [](const WaitObject* object) { return object != nullptr && object->wait(0); };
     return static_cast<size_t>(std::find_if(objects.begin(), objects.end(), signalled) - objects.begin());

@@ -1,5 +1,9 @@
 #include "zutl_Exception.h"
 
+#include "zutl_Length32.h"
+
+#include <new>
+
 namespace zutl {
 
 Exception::~Exception() = default;
@@ -17,6 +21,10 @@ void throwError(const char* className, const char* text, const char* file, int l
     message += "::";
     message += text;
     throw Exception(message.c_str());
+}
+
+void throwTooLong() {
+    throw std::bad_alloc();
 }
 
 } // namespace zutl

@@ -38,11 +38,11 @@ bool Integer::fromXML(const char* xml) {
     return true;
 }
 
-unsigned int Integer::getBinLength() const noexcept {
+unsigned int Integer::getBinLength() const {
     return binLength;
 }
 
-unsigned int Integer::toBin(unsigned char* buffer) const noexcept {
+unsigned int Integer::toBin(unsigned char* buffer) const {
     store32(buffer, static_cast<std::uint32_t>(value));
     return binLength;
 }

@@ -10,26 +10,36 @@ namespace zutl {
 // The containers and streams keep their counts and type tags in it, the url its port.
 class Integer : public zusl::Serializable {
 public:
+    // Creates an integer with this value.
     Integer(int number = 0) : value(number) {}
+
+    // Returns the value.
     operator int() const { return value; }
 
     unsigned int getTypeId() const override;
     std::string getTypeName() const override;
 
-    // <name>, the value in decimal, </name>; nothing for a null name.
+    // Returns toXML("Integer").
     std::string toXML() const override;
+
+    // Returns <name>value</name> with the value in decimal; an empty text for a null name.
     std::string toXML(const char* name) const override;
 
-    // Takes the decimal integer that the element's value begins with, held within 32 bits; 0 when it is no
-    // number. False, with the value unchanged, when there is no document.
+    // Reads the decimal integer at the start of the root element's value, saturated to 32 bits; 0 if there is
+    // none. Returns false, with the value unchanged, if there is no document.
     bool fromXML(const char* xml) override;
 
-    // The binary form: 4 bytes, two's complement. Reading looks at no more. Throws
-    // "zusl::Serializable::fromBin() - Failed!", with the value unchanged, when fewer are there.
-    unsigned int getBinLength() const noexcept override;
-    unsigned int toBin(unsigned char* buffer) const noexcept override;
+    // Returns 4.
+    unsigned int getBinLength() const override;
+
+    // Writes the value in two's complement and returns 4.
+    unsigned int toBin(unsigned char* buffer) const override;
+
+    // Reads 4 bytes and returns 4. Throws "zusl::Serializable::fromBin() - Failed!", with the value
+    // unchanged, if `length` is less.
     unsigned int fromBin(const unsigned char* data, unsigned int length) override;
 
+    // The number.
     std::int32_t value;
 };
 

@@ -3,39 +3,57 @@
 
 #include "zutl_Exception.h"
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <utility>
 
 namespace zutl {
 
-// A handle that shares an array with its copies; the last one to go releases it. Handles of one array may be
-// copied and released in different threads; one handle belongs to one thread at a time. An empty handle has
-// no array.
+// A handle that shares an array with its copies; the last handle releases it. Different threads may copy and
+// release handles of the same array; a single handle is used by one thread at a time. An empty handle has no
+// array.
 template <typename T>
 class ConstSmartArray {
 public:
-    // Takes ownership of an array made with new[] and of `elements` elements, also when this throws
+    // Takes ownership of an array of `elements` elements that was allocated with new[], even if this throws
     // std::bad_alloc. A null array makes an empty handle.
-    explicit ConstSmartArray(T* array = nullptr, unsigned int elements = 0);
+    ConstSmartArray(T* array, unsigned int elements);
+
+    // Creates a handle without elements: empty, or the owner of `array`.
+    explicit ConstSmartArray(T* array = nullptr) : ConstSmartArray(array, 0) {}
+
+    // Shares the array of `other`.
     ConstSmartArray(const ConstSmartArray& other) noexcept;
+
+    // Takes the array of `other`, which becomes empty.
     ConstSmartArray(ConstSmartArray&& other) noexcept;
+
+    // Releases this handle's array and shares that of `other`.
     ConstSmartArray& operator=(const ConstSmartArray& other) noexcept;
+
+    // Releases this handle's array and takes that of `other`, which becomes empty.
     ConstSmartArray& operator=(ConstSmartArray&& other) noexcept;
+
+    // Releases this handle's array.
     virtual ~ConstSmartArray() { release(); }
 
-    // The first element. Throws "zutl::SmartArray::operator*() - pointer is NULL!" on an empty handle.
+    // Returns the first element. Throws "zutl::SmartArray::operator*() - pointer is NULL!" on an empty
+    // handle.
     virtual const T& operator*() const { return *first(); }
 
-    // The element at the index. Throws "zutl::SmartArray::operator[]() - pointer is NULL!" on an empty
-    // handle, else "zutl::SmartArray::operator[]() - index out of range!" beyond the last element.
+    // Returns the element at `index`. Throws "zutl::SmartArray::operator[]() - pointer is NULL!" on an empty
+    // handle, otherwise "zutl::SmartArray::operator[]() - index out of range!" if there is no such element.
     virtual const T& operator[](unsigned int index) const { return *at(index); }
 
-    // Gives up this handle's share and leaves it empty; nothing happens to an empty handle.
+    // Gives up this handle's share of the array and leaves the handle empty. No effect on an empty handle.
     virtual void removeReference() { release(); }
 
 protected:
+    // Returns the first element; throws what operator* throws.
     T* first() const;
+
+    // Returns the element at `index`; throws what operator[] throws.
     T* at(unsigned int index) const;
 
 private:
@@ -44,10 +62,10 @@ private:
 
     T* data;
     std::uint32_t count;
-    std::int32_t* refCount; // shared by all handles of the array, in a cell of its own
+    std::atomic<std::int32_t>* refCount; // shared by all handles of the array
 };
 
-// The same with elements that can be changed through it.
+// A ConstSmartArray that gives write access to the elements.
 template <typename T>
 class SmartArray : public ConstSmartArray<T> {
 public:
@@ -55,7 +73,10 @@ public:
     using ConstSmartArray<T>::operator*;
     using ConstSmartArray<T>::operator[];
 
+    // Returns the first element; throws what the const operator throws.
     T& operator*() { return *this->first(); }
+
+    // Returns the element at `index`; throws what the const operator throws.
     T& operator[](unsigned int index) { return *this->at(index); }
 };
 
@@ -64,7 +85,7 @@ ConstSmartArray<T>::ConstSmartArray(T* array, unsigned int elements)
     : data(nullptr), count(elements), refCount(nullptr) {
     std::unique_ptr<T[]> owned(array);
     if (owned) {
-        refCount = new std::int32_t(1);
+        refCount = new std::atomic<std::int32_t>(1);
         data = owned.release();
     }
 }
@@ -73,7 +94,7 @@ template <typename T>
 ConstSmartArray<T>::ConstSmartArray(const ConstSmartArray& other) noexcept
     : data(other.data), count(other.count), refCount(other.refCount) {
     if (refCount != nullptr)
-        __atomic_add_fetch(refCount, 1, __ATOMIC_RELAXED);
+        refCount->fetch_add(1, std::memory_order_relaxed);
 }
 
 template <typename T>
@@ -115,8 +136,8 @@ template <typename T>
 void ConstSmartArray<T>::release() noexcept {
     if (data == nullptr)
         return;
-    // Acquire and release: what other handles did with the array happens before it is released.
-    if (__atomic_sub_fetch(refCount, 1, __ATOMIC_ACQ_REL) == 0) {
+    // Acquire and release: every use of the array through other handles happens before its release.
+    if (refCount->fetch_sub(1, std::memory_order_acq_rel) == 1) {
         delete refCount;
         delete[] data;
     }

@@ -45,11 +45,6 @@ String& String::operator=(const std::string& text) {
     return *this;
 }
 
-String& String::operator=(std::string&& text) noexcept {
-    std::string::operator=(std::move(text));
-    return *this;
-}
-
 String& String::operator=(const char* text) {
     std::string::operator=(text != nullptr ? text : "");
     return *this;
@@ -67,6 +62,8 @@ String String::fromFormat(const char* format, ...) {
 }
 
 String String::fromVAList(const char* format, void* args) {
+    if (format == nullptr)
+        return String();
     va_list& list = *static_cast<va_list*>(args);
     const int length = zu_vscprintf(format, list);
     if (length <= 0)
@@ -89,7 +86,7 @@ String String::fromInteger(int value) {
 }
 
 String String::fromEnvVarible(const char* name) {
-    return String(std::getenv(name));
+    return name != nullptr ? String(std::getenv(name)) : String();
 }
 
 String String::sanitize(const String& text, const char* allowed) {
@@ -163,7 +160,7 @@ std::vector<unsigned int> String::findAll(const String& delimiters, const String
     size_t quote = quoteSet.findIn(*this, 0);
     while (delimiter != npos) {
         if (delimiter < quote) {
-            positions.push_back(static_cast<unsigned int>(delimiter));
+            positions.push_back(to32Bits(delimiter));
             delimiter = delimiterSet.findIn(*this, delimiter + 1);
             continue;
         }
@@ -180,7 +177,9 @@ std::vector<unsigned int> String::findAll(const String& delimiters, const String
 
 std::vector<String> String::tokenize(const String& delimiters, const String& quotes) const {
     std::vector<String> tokens;
-    tokenize(*this, delimiters, tokens, quotes);
+    const std::vector<unsigned int> positions = findAll(delimiters, quotes);
+    tokens.reserve(positions.size() + 1);
+    appendTokens(*this, positions, tokens);
     return tokens;
 }
 
@@ -236,7 +235,8 @@ String String::extract(const String& begin, const String& end) const {
 
 String::operator SmartArray<char>() const {
     const size_t length = size() + 1;
-    SmartArray<char> array(new char[length], static_cast<unsigned int>(length));
+    const unsigned int elements = to32Bits(length);
+    SmartArray<char> array(new char[length], elements);
     zu_strcpy(&*array, length, c_str());
     return array;
 }
@@ -247,8 +247,8 @@ bool String::toFile(const char* path) const {
 }
 
 bool String::fromFile(const char* path) {
+    const File file(path, O_RDONLY); // before the text is emptied: the path may be in it
     clear();
-    const File file(path, O_RDONLY);
     if (!file.isOpen())
         return false;
     std::array<char, 1024> block; // most files are smaller, and each page of the stack costs its first touch

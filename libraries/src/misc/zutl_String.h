@@ -4,11 +4,14 @@
 #include "zu_Functions.h"
 #include "zusl_Serializable.h"
 #include "zutl_ByteOrder.h"
+#include "zutl_Length32.h"
 #include "zutl_SmartArray.h"
 
 #include <cstring>
 #include <string>
 #include <string_view>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace zutl {
@@ -20,66 +23,92 @@ namespace zutl {
 // Nothing here reports an error for bad input. Only memory that runs out is thrown (std::bad_alloc).
 class String : public std::string, public zusl::Serializable {
 public:
+    // Creates an empty text.
     String() = default;
+
+    // Copies the text.
     String(const String& other) = default;
+
+    // Takes the bytes of a temporary text.
     String(String&& other) noexcept = default;
+
+    // Copies the text.
     String(const std::string& text) : std::string(text) {}
-    String(std::string&& text) noexcept : std::string(std::move(text)) {}
+
+    // Copies the C string; null counts as empty.
     String(const char* text) : std::string(text != nullptr ? text : "") {}
-    explicit String(std::string_view text) : std::string(text) {}
+
     ~String() override = default;
 
+    // Copies the text.
     String& operator=(const String& other) = default;
-    String& operator=(String&& other) noexcept = default;
+
+    // Copies the text.
     String& operator=(const std::string& text);
-    String& operator=(std::string&& text) noexcept;
+
+    // Copies the C string; null counts as empty.
     String& operator=(const char* text);
 
-    // --- Factories
-    // -----------------------------------------------------------------------------------------------
+    // Takes the bytes of a temporary std::string. This, the next constructor and the assignment below are
+    // templates that accept no conversion, so objects convertible to a text choose among the functions above.
+    template <typename Text, typename = std::enable_if_t<std::is_same_v<Text, std::string>>>
+    String(Text&& text) noexcept : std::string(std::forward<Text>(text)) {}
 
-    // The text that printf-style formatting of the arguments gives.
+    // Copies the bytes of a view.
+    template <typename View, typename = std::enable_if_t<std::is_same_v<View, std::string_view>>>
+    explicit String(View text) : std::string(text) {}
+
+    // Takes the bytes of a temporary text.
+    template <typename Text,
+              typename = std::enable_if_t<std::is_same_v<Text, String> || std::is_same_v<Text, std::string>>>
+    String& operator=(Text&& text) noexcept {
+        std::string::operator=(std::forward<Text>(text));
+        return *this;
+    }
+
+    // --- Factories
+
+    // Returns the text formatted as by printf; empty for a null format.
     static String fromFormat(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
-    // The same for a list of arguments that the caller has started and will end; args points at the va_list
-    // itself.
+    // Returns the text formatted as by vprintf. Requires that `args` points to a started va_list, which the
+    // caller ends. The void pointer is imposed by the published interface.
     static String fromVAList(const char* format, void* args) __attribute__((format(printf, 1, 0)));
 
-    // Fixed notation with exactly `decimals` digits after the point.
+    // Returns the number in fixed notation with exactly `decimals` digits after the point.
     static String fromFloat(float value, int decimals);
 
-    // Decimal digits, with a leading '-' for a negative value.
+    // Returns the number in decimal, with a leading '-' if it is negative.
     static String fromInteger(int value);
 
-    // The value of the environment variable; empty when it is not set.
+    // The value of the environment variable; empty when it is not set. Imposed: the spelling of the name.
     static String fromEnvVarible(const char* name);
 
-    // The text without every byte that does not stand in `allowed`, then trimmed.
+    // Returns the bytes of the text that occur in `allowed`, trimmed.
     static String sanitize(const String& text, const char* allowed);
 
     // Appends the tokens of the text to the container, each as C text: the stretches between the delimiter
     // bytes that findAll reports. Empty stretches are left out. Without delimiters the whole text is one
-    // token; an empty text has none. Tokens keep their blanks and quotes.
+    // token; an empty text has none. Tokens keep their blanks and quotes. The text may be in the container.
     template <typename Container>
     static void tokenize(const String& text, const String& delimiters, Container& tokens,
                          const String& quotes);
 
-    // The items in order, with the separator between each two.
+    // Returns the items in order, separated by `separator`.
     template <typename Container>
     static String join(const Container& items, const String& separator);
 
     // --- Queries and conversions
-    // ---------------------------------------------------------------------------------
 
-    // Compares as C text without regard to case: negative, zero or positive.
+    // Compares as C text, ignoring the case of ASCII letters. Returns a negative, zero or positive number.
     int iCompare(const String& other) const;
 
-    // Whether the text begins with the prefix; every text begins with the empty one.
+    // Returns true if the text begins with the prefix.
     bool hasPrefix(const String& prefix) const;
 
-    // Whether the text is a decimal number: an optional sign, digits and at most one point, with spaces and
-    // tabs only around the whole; no digit is required. isInteger becomes false as soon as a point is
-    // accepted, else true.
+    // Returns true if the text is a decimal number: an optional sign, digits and at most one point,
+    // surrounded by any spaces and tabs. No digit is required. Stores in `isInteger` whether no point was
+    // accepted.
     bool isNumeric(bool& isInteger) const;
 
     // The decimal integer that the text begins with, white space before it skipped, held within 32 bits; 0
@@ -89,87 +118,101 @@ public:
     // The same; 0 also for a negative one.
     unsigned int toUnsignedInt() const;
 
-    // True for "true", "t", "yes", "y" and "on" in any case, and for text that begins with an integer other
-    // than 0.
+    // Returns true for "true", "t", "yes", "y" and "on" in any case, and for text that begins with an integer
+    // other than
+    // 0.
     bool toBool() const;
 
-    // Ascending positions of the delimiter bytes outside quoted sections. A section opens at any quote byte
-    // and ends at the next same byte; inside it a backslash takes the byte after it out of consideration, and
-    // when the one after that is the quote byte, the section ends there. After a section that never ends
-    // nothing is reported.
+    // Returns the ascending positions of the delimiter bytes outside quoted sections. A section starts at any
+    // quote byte and ends at the next same byte. Inside it, a backslash makes the next byte ordinary; if the
+    // byte after that is the quote byte, the section ends there. Nothing is reported after a section that
+    // does not end.
     std::vector<unsigned int> findAll(const String& delimiters, const String& quotes) const;
 
+    // Returns the tokens of this text, as the static tokenize appends them.
     std::vector<String> tokenize(const String& delimiters, const String& quotes) const;
 
-    // --- Transformations: each gives a new text
-    // ------------------------------------------------------------------
+    // --- Transformations: each returns a new text
 
-    // The C text with its ASCII letters changed.
+    // Returns the C text with ASCII letters in lower case.
     String toLower() const;
+
+    // Returns the C text with ASCII letters in upper case.
     String toUpper() const;
 
-    // Without spaces, tabs, line feeds and carriage returns at both ends.
+    // Returns the text without spaces, tabs, line feeds and carriage returns at both ends.
     String trim() const;
 
-    // When the text is shorter than `width` bytes: the C text, and as many fill bytes as the text lacks. Else
-    // a copy.
+    // Returns a copy; if the text is shorter than `width` bytes, the C text followed by width - size() fill
+    // bytes.
     String padEnd(unsigned int width, char fill) const;
 
-    // A text longer than `max` cut to `max` bytes, the last three of them points; empty for `max` below 3.
+    // Returns the text, truncated to `max` bytes if it is longer, the last three of them points. Empty if max
+    // < 3.
     String abbreviate(unsigned int max) const;
 
-    // The bytes between the first `begin` and the next `end` after it; empty when either is missing.
+    // Returns the bytes between the first `begin` and the next `end`; empty if either is missing.
     String extract(const String& begin, const String& end) const;
 
     // --- Markup
-    // --------------------------------------------------------------------------------------------------
 
-    // The text with the five characters & < > ' " replaced by their entities, and back. Decoding leaves every
-    // other entity and character reference as it is.
+    // Returns the text with the five characters & < > ' " replaced by their entities.
     static String encodeHtml(const String& text);
+
+    // Returns the text with these five entities replaced by their characters. Other entities and character
+    // references are kept.
     static String decodeHtml(const String& text);
 
-    // The text with every complete element of the name replaced; what is nested in one goes with it. An open
-    // tag without a close tag stays. The replacement is put in as it is and not searched.
-    // Linear in the text, but for a name that holds a "<", whose tags may overlap.
+    // Returns the text with every complete element called `name`, including all that is nested in it,
+    // replaced. An open tag without a close tag is kept. The replacement itself is not searched. Linear in
+    // the text, unless the name contains a "<", because tags may then overlap.
     String replaceElement(const String& name, const String& replacement) const;
 
     // --- Serialized forms (zusl::Serializable)
-    // -------------------------------------------------------------------
 
     unsigned int getTypeId() const override;
     std::string getTypeName() const override;
 
-    // <name>the text with its entities</name>, up to its first zero byte; <name/> for an empty text; nothing
-    // for a null name. The name is not escaped.
+    // Returns toXML("zutl_String").
     std::string toXML() const override;
+
+    // Returns <name>escaped text</name> with the text up to its first zero byte; <name/> if it is empty; an
+    // empty text for a null name. The name is not escaped.
     std::string toXML(const char* name) const override;
 
-    // Takes the value of the element; false, with the text unchanged, when there is no document.
+    // Replaces the text with the value of the root element. Returns false, with the text unchanged, if there
+    // is no document.
     bool fromXML(const char* xml) override;
 
-    // The binary form: the length in 4 bytes, the text, a zero byte. Reading goes by the zero byte alone: a
-    // text that holds one comes back cut. Throws "zusl::Serializable::fromBin() - Failed!", with the text
-    // unchanged, when there is none within the length.
-    unsigned int getBinLength() const noexcept override;
-    unsigned int toBin(unsigned char* buffer) const noexcept override;
+    // Returns size() + 5. Throws std::bad_alloc if that exceeds 32 bits.
+    unsigned int getBinLength() const override;
+
+    // Writes the length in 4 bytes, the text, and a zero byte. Throws what getBinLength throws before it
+    // writes.
+    unsigned int toBin(unsigned char* buffer) const override;
+
+    // Reads the text up to its zero byte; the stored length is not used. Throws
+    // "zusl::Serializable::fromBin() - Failed!", with the text unchanged, if there is no zero byte within
+    // `length`.
     unsigned int fromBin(const unsigned char* data, unsigned int length) override;
 
-    // The file form is the bytes of the text alone. toFile creates the file or cuts it to zero length first,
-    // and gives true when all of the text reached it. fromFile empties the text first; false, with an empty
-    // text, when the file cannot be opened or read.
+    // Creates or truncates the file and writes the text alone, without a header. Returns true if all of it
+    // was written.
     bool toFile(const char* path) const override;
+
+    // Replaces the text with the whole file. Returns false, with an empty text, if the file cannot be opened
+    // or read.
     bool fromFile(const char* path) override;
 
-    // Copies the first `max` bytes (all, when there are fewer) and a zero byte after them. Returns the number
-    // of text bytes copied. The caller provides max + 1 bytes.
+    // Copies at most `max` bytes of the text and adds a zero byte. Returns the number of text bytes copied.
+    // Requires a buffer of max + 1 bytes.
     virtual unsigned int copyString(char* buffer, unsigned int max) const;
 
-    // A new array of size() + 1 bytes: the C text, filled up with zero bytes.
+    // Returns a new array of size() + 1 bytes: the C text, padded with zero bytes.
     operator SmartArray<char>() const;
 
 private:
-    // The binary form:
+    // The binary encoding:
     //
     //     offset  size
     //     0       4     n, the length of the text
@@ -177,12 +220,17 @@ private:
     //     4 + n   1     a zero byte
     static constexpr unsigned int binTextOffset = 4;
     static constexpr unsigned int binOverhead = binTextOffset + 1;
+
+    // Appends the non-empty parts between the delimiters, each as C text. Requires that the text is not in
+    // the container.
+    template <typename Container>
+    static void appendTokens(std::string_view text, const std::vector<unsigned int>& delimiters,
+                             Container& tokens);
 };
 
 template <typename Container>
-void String::tokenize(const String& text, const String& delimiters, Container& tokens, const String& quotes) {
-    if (text.empty())
-        return;
+void String::appendTokens(std::string_view text, const std::vector<unsigned int>& delimiters,
+                          Container& tokens) {
     size_t start = 0;
     const auto append = [&](size_t end) {
         const char* const token = text.data() + start;
@@ -190,9 +238,15 @@ void String::tokenize(const String& text, const String& delimiters, Container& t
             tokens.push_back(String(std::string_view(token, strnlen(token, end - start))));
         start = end + 1;
     };
-    for (const unsigned int position : text.findAll(delimiters, quotes)) // none without delimiters
+    for (const unsigned int position : delimiters)
         append(position);
     append(text.size());
+}
+
+template <typename Container>
+void String::tokenize(const String& text, const String& delimiters, Container& tokens, const String& quotes) {
+    const std::string copy(text); // the text may be in the container
+    appendTokens(copy, text.findAll(delimiters, quotes), tokens);
 }
 
 template <typename Container>
@@ -210,14 +264,17 @@ String String::join(const Container& items, const String& separator) {
 
 // The binary form is inline: containers write and read very many short texts.
 
-inline unsigned int String::getBinLength() const noexcept {
+inline unsigned int String::getBinLength() const {
+    if (size() > UINT32_MAX - binOverhead)
+        throwTooLong();
     return static_cast<unsigned int>(size()) + binOverhead;
 }
 
-inline unsigned int String::toBin(unsigned char* buffer) const noexcept {
-    store32(buffer, static_cast<std::uint32_t>(size()));
-    std::memcpy(buffer + binTextOffset, c_str(), size() + 1);
-    return static_cast<unsigned int>(size()) + binOverhead;
+inline unsigned int String::toBin(unsigned char* buffer) const {
+    const unsigned int length = String::getBinLength();
+    store32(buffer, length - binOverhead);
+    std::memcpy(buffer + binTextOffset, c_str(), length - binTextOffset);
+    return length;
 }
 
 inline unsigned int String::fromBin(const unsigned char* data, unsigned int length) {

@@ -1,6 +1,7 @@
 #pragma once
 // zusl::Map and zusl::StringMap: ordered maps with unique keys that can be serialized.
 
+#include "zusl_Element.h"
 #include "zusl_Serializable.h"
 #include "zutl_Exception.h"
 #include "zutl_Integer.h"
@@ -22,56 +23,98 @@ using zuxml::settingsSchema;
 // name, and its XML form if it has one.
 template <typename K, typename V>
 class Map : public std::map<K, V>, public Serializable {
-    using Base = std::map<K, V>;
-
 public:
-    using typename Base::const_iterator;
-    using typename Base::iterator;
-    using typename Base::node_type;
-    using typename Base::value_type;
+    using typename std::map<K, V>::const_iterator;
+    using typename std::map<K, V>::iterator;
+    using typename std::map<K, V>::node_type;
+    using typename std::map<K, V>::value_type;
 
-    using Base::Base;
+    using std::map<K, V>::map;
 
-    // Adds the pair when the key is absent and gives the new entry with true. A key that is there keeps its
-    // value: gives that entry with false.
-    std::pair<iterator, bool> insert(const K& key, const V& value) { return Base::try_emplace(key, value); }
-    std::pair<iterator, bool> insert(K&& key, V&& value) {
-        return Base::try_emplace(std::move(key), std::move(value));
+    // Adds the pair if the key is absent and returns the new entry and true. Otherwise returns the existing
+    // entry, unchanged, and false.
+    std::pair<iterator, bool> insert(const K& key, const V& value) { return this->try_emplace(key, value); }
+
+    // Like the above, but moves temporaries. A template that accepts no conversion, so that every other pair
+    // of arguments uses the function above.
+    template <typename Key, typename Value,
+              typename = std::enable_if_t<std::is_same_v<Key, K> && std::is_same_v<Value, V>>>
+    std::pair<iterator, bool> insert(Key&& key, Value&& value) {
+        return this->try_emplace(std::forward<Key>(key), std::forward<Value>(value));
     }
 
-    // The standard map's own forms. They are listed, not taken over whole: the standard range form takes any
-    // two arguments of one type, and so would take a key and a value given as two literals for a range.
-    std::pair<iterator, bool> insert(const value_type& entry) { return Base::insert(entry); }
-    std::pair<iterator, bool> insert(value_type&& entry) { return Base::insert(std::move(entry)); }
-    iterator insert(const_iterator hint, const value_type& entry) { return Base::insert(hint, entry); }
-    iterator insert(const_iterator hint, value_type&& entry) { return Base::insert(hint, std::move(entry)); }
-    typename Base::insert_return_type insert(node_type&& node) { return Base::insert(std::move(node)); }
-    iterator insert(const_iterator hint, node_type&& node) { return Base::insert(hint, std::move(node)); }
-    void insert(std::initializer_list<value_type> entries) { Base::insert(entries); }
+    // std::map's own insert functions follow. They are listed because its range insert accepts any two
+    // arguments of the same type, and so would take two literals, a key and a value, for a range.
+
+    // As std::map::insert.
+    std::pair<iterator, bool> insert(const value_type& entry) { return std::map<K, V>::insert(entry); }
+
+    // As std::map::insert.
+    std::pair<iterator, bool> insert(value_type&& entry) { return std::map<K, V>::insert(std::move(entry)); }
+
+    // As std::map::insert.
+    iterator insert(const_iterator hint, const value_type& entry) {
+        return std::map<K, V>::insert(hint, entry);
+    }
+
+    // As std::map::insert.
+    iterator insert(const_iterator hint, value_type&& entry) {
+        return std::map<K, V>::insert(hint, std::move(entry));
+    }
+
+    // As std::map::insert.
+    typename std::map<K, V>::insert_return_type insert(node_type&& node) {
+        return std::map<K, V>::insert(std::move(node));
+    }
+
+    // As std::map::insert.
+    iterator insert(const_iterator hint, node_type&& node) {
+        return std::map<K, V>::insert(hint, std::move(node));
+    }
+
+    // As std::map::insert.
+    void insert(std::initializer_list<value_type> entries) { std::map<K, V>::insert(entries); }
+
+    // As std::map::insert.
     template <typename Iterator, typename Entry = typename std::iterator_traits<Iterator>::reference,
               typename = std::enable_if_t<std::is_constructible_v<value_type, Entry>>>
     void insert(Iterator first, Iterator last) {
-        Base::insert(first, last);
+        std::map<K, V>::insert(first, last);
     }
 
+    // Returns internalTypeId().
     unsigned int getTypeId() const override { return internalTypeId(); }
+
+    // Returns internalTypeName().
     std::string getTypeName() const override { return internalTypeName(); }
 
-    // Refused here: throw "toXML - not defined for this type of map." and "fromXML - not defined for this
-    // type of map.", located, with internalTypeName() for the class.
+    // Returns toXML(internalTypeName()).
     std::string toXML() const override { return this->toXML(internalTypeName().c_str()); }
+
+    // Throws "toXML - not defined for this type of map.", located, with internalTypeName() as the class,
+    // unless a derived class overrides it.
     std::string toXML(const char* name) const override;
+
+    // Throws "fromXML - not defined for this type of map.", located, with internalTypeName() as the class,
+    // unless a derived class overrides it.
     bool fromXML(const char* xml) override;
 
-    // The binary form: the number of entries in 4 bytes, then each entry's key and value in their binary
-    // forms. Reading empties the map first; a key that occurs again keeps its first value. Throws
-    // "zusl::Serializable::fromBin() - Failed!" when the form ends early; the entries read until then stay.
+    // Returns the length of the encoding. Throws std::bad_alloc if that exceeds 32 bits.
     unsigned int getBinLength() const override;
+
+    // Writes the number of entries in 4 bytes, then the encodings of each entry's key and value. Throws what
+    // getBinLength throws before it writes.
     unsigned int toBin(unsigned char* buffer) const override;
+
+    // Replaces the entries; a key that occurs again keeps its first value. Throws
+    // "zusl::Serializable::fromBin() - Failed!" if the encoding ends early; the entries read by then are
+    // kept.
     unsigned int fromBin(const unsigned char* data, unsigned int length) override;
 
-    // The identity of the concrete map.
+    // Returns the type name of the concrete map.
     virtual zutl::String internalTypeName() const = 0;
+
+    // Returns the type id of the concrete map.
     virtual unsigned int internalTypeId() const = 0;
 };
 
@@ -82,17 +125,21 @@ public:
     using Map<zutl::String, V>::Map;
     using Map<zutl::String, V>::toXML;
 
-    // The settings-schema form: for each entry an "item" element with the key in its zu:displayName
-    // attribute, unescaped; one line, ended by a newline. Nothing for a null name.
+    // Returns a root element called `name` with an "item" element for each entry, whose zu:displayName
+    // attribute is the key, unescaped. One line that ends with a newline; empty for a null name.
     std::string toXML(const char* name) const override;
 
-    // Takes each child of the root for an entry: its zu:displayName, or else its name, and its value. Of two
-    // with one key the first stays. False, with the map unchanged, when there is no document or the root has
-    // no children.
+    // Replaces the entries with the children of the root element: the key is the zu:displayName attribute, or
+    // else the element's name. If a key occurs twice, the first is kept. One object reads all values, so a
+    // child without a value gets that of the preceding child; this is imposed by the published interface.
+    // Returns false, with the map unchanged, if there is no document or the root has no children.
     bool fromXML(const char* xml) override;
 
-    zutl::String internalTypeName() const override { return V().getTypeName() + "StringMap"; }
-    unsigned int internalTypeId() const override { return stringMapTypeIds + V().getTypeId(); }
+    // Returns the name of the value type, followed by "StringMap".
+    zutl::String internalTypeName() const override { return detail::Element<V>::typeName() + "StringMap"; }
+
+    // Returns stringMapTypeIds plus the type id of the values.
+    unsigned int internalTypeId() const override { return stringMapTypeIds + detail::Element<V>::typeId(); }
 };
 
 template <typename K, typename V>
@@ -105,30 +152,30 @@ bool Map<K, V>::fromXML(const char* /*xml*/) {
     zutl::throwError(internalTypeName().c_str(), "fromXML - not defined for this type of map.");
 }
 
-// Keys and values are held by value, so their classes are known: their operations are called without the
-// table of virtual ones, which lets the compiler put short ones in place.
-
 template <typename K, typename V>
 unsigned int Map<K, V>::getBinLength() const {
-    unsigned int length = zutl::Integer().getBinLength();
+    std::uint64_t length = zutl::Integer().getBinLength();
     for (const auto& [key, value] : *this)
-        length += key.K::getBinLength() + value.V::getBinLength();
-    return length;
+        length +=
+            std::uint64_t{detail::Element<K>::getBinLength(key)} + detail::Element<V>::getBinLength(value);
+    return zutl::to32Bits(length);
 }
 
 template <typename K, typename V>
 unsigned int Map<K, V>::toBin(unsigned char* buffer) const {
+    Map::getBinLength(); // throws before a byte is written
     unsigned int written = zutl::Integer(static_cast<int>(this->size())).toBin(buffer);
     for (const auto& [key, value] : *this) {
-        written += key.K::toBin(buffer + written);
-        written += value.V::toBin(buffer + written);
+        written += detail::Element<K>::toBin(key, buffer + written);
+        written += detail::Element<V>::toBin(value, buffer + written);
     }
     return written;
 }
 
 template <typename K, typename V>
 unsigned int Map<K, V>::fromBin(const unsigned char* data, unsigned int length) {
-    this->clear();
+    std::map<K, V> previous; // one of these entries may hold the bytes
+    previous.swap(*this);
     zutl::Integer count;
     unsigned int taken = count.fromBin(data, length);
     const auto advance = [&](unsigned int bytes) {
@@ -136,12 +183,12 @@ unsigned int Map<K, V>::fromBin(const unsigned char* data, unsigned int length) 
             throwFromBinFailed();
         taken += bytes;
     };
-    // The count is not trusted: each entry takes its bytes from the form before anything is allocated for it.
+    // The count is not trusted: the bytes of each entry are read before anything is allocated for it.
     for (int i = 0; i < count; ++i) {
         K key;
         V value;
-        advance(key.K::fromBin(data + taken, length - taken));
-        advance(value.V::fromBin(data + taken, length - taken));
+        advance(detail::Element<K>::fromBin(key, data + taken, length - taken));
+        advance(detail::Element<V>::fromBin(value, data + taken, length - taken));
         this->emplace_hint(this->end(), std::move(key), std::move(value)); // the keys ascend
     }
     return taken;
@@ -158,7 +205,7 @@ std::string StringMap<V>::toXML(const char* name) const {
     xml += settingsSchema;
     xml += "\">";
     for (const auto& [key, value] : *this) {
-        const std::string item = value.toXML("item");
+        const std::string item = detail::Element<V>::asSerializable(value).toXML("item");
         xml.append(item, 0, behindItem);
         xml += " zu:displayName=\"";
         xml += key.c_str();
@@ -182,7 +229,7 @@ bool StringMap<V>::fromXML(const char* xml) {
         zutl::String key = cursor.getAttribute("zu:displayName");
         if (key.empty())
             key = cursor.getName();
-        value.fromXML(cursor.toXML().c_str());
+        detail::Element<V>::fromXML(value, cursor.toXML().c_str());
         this->insert(key, value);
     }
     return true;

@@ -3,6 +3,7 @@
 #include "zusl_Record.h"
 #include "zutl_Exception.h"
 #include "zutl_File.h"
+#include "zutl_Length32.h"
 #include "zutl_String.h"
 
 #include <algorithm>
@@ -44,6 +45,7 @@ MemIOStream::MemIOStream(const MemIOStream& other) : MemIOStream(other.capacity(
     copyContent(other);
 }
 
+// cppcheck-suppress operatorEqVarError ; openRecord belongs to a write in progress, not to the content
 MemIOStream& MemIOStream::operator=(const MemIOStream& other) {
     if (this == &other)
         return *this;
@@ -61,11 +63,24 @@ MemIOStream::~MemIOStream() {
     delete[] bufferStart;
 }
 
+// A record while its object is being converted: its header is in the stream, its payload is being written
+// after the stream's content.
+struct MemIOStream::OpenRecord {
+    unsigned char* start;
+    std::unique_ptr<MemIOStream> later; // the records that the object wrote to the stream meanwhile
+};
+
+// Refuses to move or release memory in which an object is being converted.
+void MemIOStream::refuseChange() {
+    throwError(className, "the stream is being written");
+}
+
 // --- Memory
 // ----------------------------------------------------------------------------------------------------------
 
 // Moves the content into new memory.
 void MemIOStream::replaceMemory(unsigned int newCapacity) {
+    requireNoOpenRecord();
     std::unique_ptr<unsigned char[]> memory(new unsigned char[newCapacity]);
     const unsigned int used = size();
     if (used > 0)
@@ -87,6 +102,7 @@ void MemIOStream::discardForMemory(unsigned int wanted) {
 
 // The capacity holds the other's content already.
 void MemIOStream::copyContent(const MemIOStream& other) {
+    requireNoOpenRecord();
     readPosition = bufferStart;
     writePosition = std::copy(other.readPosition, other.writePosition, bufferStart);
 }
@@ -122,15 +138,17 @@ bool MemIOStream::isEmpty() const {
 }
 
 void MemIOStream::getBuffer(const unsigned char*& data, unsigned int& length) const {
-    data = isEmpty() ? nullptr : readPosition;
+    data = size() == 0 ? nullptr : readPosition;
     length = size();
 }
 
 void MemIOStream::clear() {
+    requireNoOpenRecord();
     readPosition = writePosition = bufferStart;
 }
 
 void MemIOStream::purge() {
+    requireNoOpenRecord();
     delete[] bufferStart;
     bufferStart = bufferEnd = readPosition = writePosition = nullptr;
 }
@@ -143,6 +161,7 @@ void MemIOStream::reserve(const unsigned int& wanted) {
 void MemIOStream::defrag() {
     if (readPosition == bufferStart)
         return;
+    requireNoOpenRecord();
     const unsigned int used = size();
     std::memmove(bufferStart, readPosition, used);
     readPosition = bufferStart;
@@ -158,15 +177,17 @@ bool MemIOStream::validate() const {
 }
 
 void MemIOStream::getWriteBuffer(unsigned char*& data, unsigned int n) {
+    requireNoOpenRecord();
     makeRoom(n);
     data = writePosition;
     writePosition += n;
 }
 
 void MemIOStream::finalizeBuffer(unsigned char*& data, unsigned int n) {
-    const bool isContent = data != nullptr && data >= readPosition && data < writePosition;
-    if (isContent && n < static_cast<size_t>(writePosition - data))
-        writePosition = data + n;
+    requireNoOpenRecord();
+    const bool isOurs = data != nullptr && data >= bufferStart && data < writePosition;
+    if (isOurs && n < static_cast<size_t>(writePosition - data))
+        writePosition = std::max(data + n, readPosition);
 }
 
 void MemIOStream::setBuffer(const unsigned char* data, const unsigned int& length) {
@@ -207,14 +228,20 @@ bool MemIOStream::fromXML(const char* /*xml*/) {
 }
 
 unsigned int MemIOStream::getBinLength() const {
-    return size() + streamContentOffset;
+    return zutl::to32Bits(static_cast<std::uint64_t>(wholeRecordsEnd() - readPosition) + streamContentOffset);
 }
 
 unsigned int MemIOStream::toBin(unsigned char* buffer) const {
-    zutl::store32(buffer, size());
-    if (!isEmpty())
-        std::memcpy(buffer + streamContentOffset, readPosition, size());
-    return getBinLength();
+    const unsigned int length = MemIOStream::getBinLength();
+    zutl::store32(buffer, length - streamContentOffset);
+    std::copy_n(readPosition, length - streamContentOffset, buffer + streamContentOffset);
+    return length;
+}
+
+// The end of the content without the header of a record that is being written, so that an object may contain
+// the stream into which it is written.
+const unsigned char* MemIOStream::wholeRecordsEnd() const {
+    return openRecord != nullptr ? std::max(openRecord->start, readPosition) : writePosition;
 }
 
 unsigned int MemIOStream::fromBin(const unsigned char* data, unsigned int length) {
@@ -233,19 +260,41 @@ unsigned int MemIOStream::close() {
 }
 
 unsigned int MemIOStream::write(const Serializable& object) {
+    if (openRecord != nullptr)
+        return writeLater(object);
     const unsigned int length = object.getBinLength();
+    const unsigned int type = object.getTypeId();
     makeRoom(std::uint64_t{length} + recordHeaderSize);
-    // The write position moves last: an object that fails leaves no header behind, and a stream that is
-    // written into itself shows what it held before.
-    unsigned char* const payload = writePosition + recordHeaderSize;
+    OpenRecord record{writePosition, nullptr};
+    writeRecordHeader(writePosition, type, length);
+    writePosition += recordHeaderSize;
+    unsigned char* const payload = writePosition;
+    openRecord = &record;
+    bool converted = true;
     try {
         object.toBin(payload);
     } catch (...) {
-        throwError(className, "couldn't convert object to binary data");
+        converted = false;
     }
-    writeRecordHeader(writePosition, object.getTypeId(), length);
-    writePosition = payload + length;
+    openRecord = nullptr;
+    writePosition = converted ? payload + length : std::max(record.start, readPosition);
+    if (record.later != nullptr)
+        appendRecords(*record.later);
+    if (!converted)
+        throwError(className, "couldn't convert object to binary data");
     return recordHeaderSize + length;
+}
+
+// Writes the object's record to where it waits for the end of the open one.
+unsigned int MemIOStream::writeLater(const Serializable& object) {
+    if (openRecord->later == nullptr)
+        openRecord->later = std::make_unique<MemIOStream>();
+    return openRecord->later->write(object);
+}
+
+void MemIOStream::appendRecords(const MemIOStream& other) {
+    makeRoom(other.size());
+    writePosition = std::copy(other.readPosition, other.writePosition, writePosition);
 }
 
 OStream& MemIOStream::operator<<(const Serializable& object) {
@@ -256,9 +305,11 @@ OStream& MemIOStream::operator<<(const Serializable& object) {
 OStream& MemIOStream::operator<<(IStream& source) {
     unsigned char* data = nullptr;
     unsigned int length = 0;
-    const bool taken = getNextObject(source, data, length);
+    if (!getNextObject(source, data, length))
+        return *this;
     const std::unique_ptr<unsigned char[]> owned(data);
-    if (taken && length > 0) {
+    requireNoOpenRecord();
+    if (length > 0) {
         makeRoom(length);
         std::memcpy(writePosition, data, length);
         writePosition += length;
@@ -271,7 +322,7 @@ OStream& MemIOStream::operator<<(IStream& source) {
 
 namespace {
 
-// The errors stand apart from the ways that are taken, which are short by that.
+// Error paths are out of line to keep the hot path small.
 [[noreturn, gnu::cold]] void throwUnreadable(const char* operation, const char* reason) {
     throwError(className, zutl::String::fromFormat("%s - %s", operation, reason).c_str());
 }
@@ -290,7 +341,7 @@ inline void decode(const Record record, Serializable& object, const char* operat
 } // namespace
 
 unsigned int MemIOStream::getNextType() const {
-    if (isEmpty())
+    if (size() == 0)
         return EndOfFile::typeId;
     Record record;
     if (!readRecordHeader(readPosition, size(), record))
@@ -298,20 +349,15 @@ unsigned int MemIOStream::getNextType() const {
     return record.typeId;
 }
 
-// Says why a record of the wanted type cannot be read.
-void MemIOStream::refuseRead(unsigned int wanted) const {
-    if (wanted == EndOfFile::typeId)
-        throwError(className, "read() - trying to read EOF");
-    if (MemIOStream::getNextType() != wanted)
-        throwError(className, "read() - type mismatch");
-    throwError(className, "read() - no data");
-}
-
 unsigned int MemIOStream::read(Serializable& object) {
     const unsigned int wanted = object.getTypeId();
+    if (wanted == EndOfFile::typeId)
+        throwError(className, "read() - trying to read EOF");
+    if (getNextType() != wanted)
+        throwError(className, "read() - type mismatch");
     Record record;
-    if (!readRecord(readPosition, size(), record) || record.typeId != wanted || wanted == EndOfFile::typeId)
-        refuseRead(wanted);
+    if (!readRecord(readPosition, size(), record))
+        throwError(className, "read() - no data");
     decode(record, object, "read()");
     // A stream that is read into itself has lost the record with the rest of its content.
     if (&object != this)

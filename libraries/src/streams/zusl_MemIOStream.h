@@ -7,133 +7,154 @@
 
 namespace zusl {
 
-// Writers append records at its end, readers take them from its beginning in the same order. Sizes are in
-// bytes, 32 bits wide. The stream owns its memory; one thread at a time uses it.
+// Writers append records at the end, readers take them from the start in the same order. zusl_Record.h has
+// the layout of a record. Sizes are 32-bit numbers of bytes; that some are passed as const unsigned int& is
+// imposed by the published interface. The stream owns its memory and is used by one thread at a time.
 //
 // Errors are zutl::Exceptions located in zusl_MemIOStream with the class "zusl::MemIOStream" and the texts
-// below. An operation that throws leaves the stream as it was, unless it says otherwise. Memory that runs
-// out, and growth beyond 32 bits, throw std::bad_alloc. Content that is not whole records (after a failed
-// load, a throwing setBuffer, raw writes) is never read beyond its end.
+// below. An operation that throws leaves the stream unchanged unless it says otherwise. std::bad_alloc is
+// thrown if memory runs out or the stream would grow beyond 32 bits. Content that is not whole records (after
+// a failed load, a throwing setBuffer, raw writes) is never read beyond its end.
 class MemIOStream : public Serializable, public IOStream {
 public:
-    // No memory for capacity 0, else exactly that much.
-    explicit MemIOStream(const unsigned int& capacity = 0);
+    // Creates an empty stream and allocates exactly `capacity` bytes, none for 0.
+    MemIOStream(const unsigned int& capacity = 0);
 
-    // Holds a copy of the bytes; throws what setBuffer throws.
+    // Creates a stream with a copy of the bytes. Throws what setBuffer throws.
     MemIOStream(const unsigned char* data, const unsigned int& length);
 
-    // A copy has the source's capacity and its content; what was read from the source is not copied.
+    // Copies the capacity and the unread content.
     MemIOStream(const MemIOStream& other);
+
+    // Assigns as the copy constructor copies.
     MemIOStream& operator=(const MemIOStream& other);
     ~MemIOStream() override;
 
     // --- Serializable
-    // --------------------------------------------------------------------------------------------
 
     unsigned int getTypeId() const override;
     std::string getTypeName() const override;
 
-    // Not supported: throw "toXML() - not implemented" and "fromXML() - not implemented".
+    // Throws "toXML() - not implemented".
     std::string toXML() const override;
+
+    // Throws "toXML() - not implemented".
     std::string toXML(const char* name) const override;
+
+    // Throws "fromXML() - not implemented".
     bool fromXML(const char* xml) override;
 
-    // The binary form: the size of the content in 4 bytes, then the content. Nothing is consumed by writing
-    // it. Reading it throws "zusl::Serializable::fromBin() - Failed!" when `length` is shorter than the form,
-    // else what setBuffer throws.
+    // Returns size() + 4. Throws std::bad_alloc if that exceeds 32 bits.
     unsigned int getBinLength() const override;
+
+    // Writes the size of the content in 4 bytes, then the content, which is not consumed. Throws what
+    // getBinLength throws.
     unsigned int toBin(unsigned char* buffer) const override;
+
+    // Replaces the content. Throws "zusl::Serializable::fromBin() - Failed!", with the content unchanged, if
+    // the encoding is longer than `length`; otherwise what setBuffer throws.
     unsigned int fromBin(const unsigned char* data, unsigned int length) override;
 
     // --- Writing
-    // -------------------------------------------------------------------------------------------------
 
-    // Nothing is held back.
+    // Does nothing: a memory stream buffers nothing.
     void flush() override;
 
-    // Appends an EndOfFile record: 8 bytes. The stream can be written on.
+    // Appends an EndOfFile record and returns its size, 8. The stream remains writable.
     unsigned int close() override;
 
-    // Append the object's record. write returns its size. Throw "couldn't convert object to binary data" when
-    // the object's toBin throws, and what its getBinLength throws.
+    // Appends the object's record and returns its size. While the object's toBin runs, the record's header is
+    // the end of the content, which may be read but not changed, except by write: the records that toBin
+    // itself writes to this stream follow the object's record. Throws "couldn't convert object to binary
+    // data" if toBin throws, or calls another operation that appends to, moves or discards the content; and
+    // what getBinLength throws. The object's record is then removed.
     unsigned int write(const Serializable& object) override;
+
+    // Like write(object). Returns this stream.
     OStream& operator<<(const Serializable& object) override;
 
     // --- Reading
-    // -------------------------------------------------------------------------------------------------
 
-    // The type id of the next record; 1, that of EndOfFile, on an empty stream. Throws "getNextType() - no
-    // data" when the content is shorter than a header.
+    // Returns the type id of the next record; 1, that of EndOfFile, if the stream is empty. Throws
+    // "getNextType() - no data" if the content is shorter than a header.
     unsigned int getNextType() const override;
 
-    // Whether the next `count` records are there and of the types of the `count` objects; a null pointer
-    // stands for any type. Throws "checkTypes() - no data" when the content is empty or shorter than a
-    // header. The objects behind the first must be passed as Serializable*, here as in peek.
+    // Returns true if the next `count` records exist and have the types of the `count` objects; a null
+    // pointer means any type. Throws "checkTypes() - no data" if the content is empty or shorter than a
+    // header. Requires that all objects after the first are passed as Serializable*, here and in peek.
     virtual bool checkTypes(unsigned int count, Serializable* first, ...) const;
 
     bool isEmpty() const override;
 
-    // Decodes the next record into the object and consumes it. Returns the record's size. Throws
-    // "read() - trying to read EOF" for an EndOfFile object, "read() - type mismatch" when the record is of
-    // another type, "read() - no data" when it runs past the content, "read() - " and what the object's
-    // fromBin said, or "read() - could not read object"; and what getNextType throws. The record then stays.
+    // Decodes the next record into the object and consumes it. Returns the record's size. Throws, without
+    // consuming the record: "read() - trying to read EOF" for an EndOfFile object, "read() - type mismatch"
+    // if the record is of another type, "read() - no data" if it extends beyond the content, "read() - " and
+    // the message of the object's fromBin, "read() - could not read object" for any other exception of it,
+    // and what getNextType throws.
     unsigned int read(Serializable& object) override;
 
-    // Decodes the next record and leaves it. As read, with "peek()" for "read()", and the two type ids in
-    // "peek() - type mismatch %d != %d".
+    // Like read, but does not consume the record. Throws the same errors with "peek()" for "read()", and the
+    // two type ids in "peek() - type mismatch %d != %d".
     virtual unsigned int peek(Serializable& object) const;
 
-    // Decodes the next `count` records into the `count` objects and leaves them; a null pointer passes a
-    // record over. Returns their size, or 0 when fewer are there (the objects before are then filled). Throws
-    // as peek of one object, but "peek() - type mismatch" without ids.
+    // Decodes the next `count` records into the `count` objects without consuming them; a null pointer skips
+    // a record. Returns their total size, or 0 if there are fewer records, with the objects up to then
+    // filled. Throws what peek of one object throws, but "peek() - type mismatch" without ids.
     virtual unsigned int peek(unsigned int count, Serializable* first, ...) const;
 
-    // The number of records; a piece of one at the end counts, unless the whole content is shorter than a
-    // header.
+    // Returns the number of records. An incomplete record at the end counts, unless the whole content is
+    // shorter than a header.
     virtual unsigned int count() const;
 
-    // Consumes the next record, whatever its type. Returns its size. Throws "skip() - no data" when there is
+    // Consumes the next record, whatever its type. Returns its size. Throws "skip() - no data" if there is
     // none.
     unsigned int skip() override;
 
     IStream& operator>>(Serializable& object) override;
 
-    // Not supported: throws "readNextObject() - not implemented".
+    // Throws "readNextObject() - not implemented".
     bool readNextObject(unsigned char*& data, unsigned int& length) override;
 
-    // Appends the raw records that the source gives; another memory stream gives none but throws.
+    // Appends the raw records that getNextObject takes from the source. Throws if the source is a
+    // MemIOStream.
     OStream& operator<<(IStream& source) override;
 
     // --- Memory
-    // --------------------------------------------------------------------------------------------------
 
+    // Returns the number of bytes allocated.
     unsigned int capacity() const;
+
+    // Returns the number of bytes that have not been read.
     unsigned int size() const;
 
-    // The content and its size, both zero when it is empty. Valid until the next operation that changes the
-    // stream.
+    // Stores the address and size of the content, null and 0 if it is empty. Valid until the next operation
+    // that changes the stream.
     void getBuffer(const unsigned char*& data, unsigned int& length) const;
 
-    // Empties the stream and keeps its memory, or gives it back.
+    // Empties the stream and keeps its memory.
     void clear();
+
+    // Empties the stream and frees its memory.
     void purge();
 
-    // Grows to exactly this capacity; a smaller one changes nothing.
+    // Grows the memory to exactly `capacity` bytes; does nothing if it already has that many.
     void reserve(const unsigned int& capacity);
 
-    // Moves the content to the beginning of the memory.
+    // Moves the content to the start of the memory.
     void defrag();
 
     // Makes room for n more bytes. When the capacity does not hold them: new memory of twice the capacity and
     // n. When only the room behind the content is too small: moves the content to the beginning.
     void checkBuff(const unsigned int& n);
 
-    // Whether the content is whole records.
+    // Returns true if the content is whole records.
     bool validate() const;
 
-    // Appends n bytes that the caller fills before any other operation; finalizeBuffer takes back those of
-    // them that were not used, n being the number used.
+    // Appends n bytes, which the caller fills before any other operation, and sets `data` to them.
     void getWriteBuffer(unsigned char*& data, unsigned int n);
+
+    // Ends the content n bytes after `data`, which getWriteBuffer has set, if it extends further: the caller
+    // used only n bytes. What was read stays read.
     void finalizeBuffer(unsigned char*& data, unsigned int n);
 
     // Replaces the content by a copy of the bytes, also of bytes of its own; null or no bytes empty it.
@@ -142,7 +163,6 @@ public:
     void setBuffer(const unsigned char* data, const unsigned int& length);
 
     // --- Files: the content and nothing else
-    // ---------------------------------------------------------------------
 
     // True when all of the content reached the file, which is created or cut to zero length first.
     bool save(const char* path) const;
@@ -153,17 +173,27 @@ public:
     bool load(const char* path);
 
 private:
+    struct OpenRecord;
+
+    [[noreturn, gnu::cold]] static void refuseChange();
+    void requireNoOpenRecord() const {
+        if (openRecord != nullptr)
+            refuseChange();
+    }
+    const unsigned char* wholeRecordsEnd() const;
+    [[gnu::cold]] unsigned int writeLater(const Serializable& object);
+    [[gnu::cold]] void appendRecords(const MemIOStream& other);
     void replaceMemory(unsigned int newCapacity);
     void discardForMemory(unsigned int wanted);
     void copyContent(const MemIOStream& other);
     void makeRoom(std::uint64_t n);
     void moveOrGrow(std::uint64_t n);
-    [[noreturn, gnu::cold]] void refuseRead(unsigned int wanted) const;
 
     unsigned char* bufferStart = nullptr;
     unsigned char* bufferEnd = nullptr;
     unsigned char* readPosition = nullptr;
     unsigned char* writePosition = nullptr;
+    OpenRecord* openRecord = nullptr; // the record whose object is being converted
 };
 
 } // namespace zusl

@@ -5,10 +5,10 @@
 //     0       2     type id
 //     2       2     reserved, 0
 //     4       4     L, the length of the payload
-//     8       L     the payload, the object's binary form
+//     8       L     the payload: the object's binary encoding
 //
-// Records follow each other with nothing between them. The binary form of a stream is its content behind its
-// size:
+// Records follow each other without padding. The binary encoding of a stream is the size of its content, then
+// the content:
 //
 //     offset  size
 //     0       4     N, the size of the content
@@ -21,32 +21,40 @@
 
 namespace zusl {
 
-// Where the fields of a record's header stand, and how long it is, in bytes.
+// Offset of the type id, in bytes.
 constexpr size_t recordTypeOffset = 0;
+
+// Offset of the reserved field, in bytes.
 constexpr size_t recordReservedOffset = 2;
+
+// Offset of the payload's length, in bytes.
 constexpr size_t recordLengthOffset = 4;
+
+// Size of a record's header, in bytes.
 constexpr unsigned int recordHeaderSize = 8;
 
-// Where the content stands in a stream's binary form.
+// Offset of the content in a stream's encoding, in bytes.
 constexpr unsigned int streamContentOffset = 4;
 
-// A record that lies whole in a block of bytes.
+// A record in a block of bytes.
 struct Record {
-    unsigned int typeId;
-    unsigned int length; // of the payload
-    const unsigned char* payload;
+    unsigned int typeId;          // of the object
+    unsigned int length;          // of the payload, in bytes
+    const unsigned char* payload; // in the block, not owned
 
+    // Returns the number of bytes of header and payload.
     unsigned int size() const { return recordHeaderSize + length; }
 };
 
+// Writes a record's header. Requires recordHeaderSize bytes.
 inline void writeRecordHeader(unsigned char* to, unsigned int typeId, unsigned int length) {
     zutl::store16(to + recordTypeOffset, static_cast<std::uint16_t>(typeId));
     zutl::store16(to + recordReservedOffset, 0);
     zutl::store32(to + recordLengthOffset, length);
 }
 
-// Reads the header at the beginning of the block; false when the block is shorter. The payload may run past
-// the block.
+// Reads the header at the start of the block. Returns false if the block is shorter. The payload may extend
+// beyond the block.
 inline bool readRecordHeader(const unsigned char* from, size_t available, Record& record) {
     if (available < recordHeaderSize)
         return false;
@@ -56,17 +64,18 @@ inline bool readRecordHeader(const unsigned char* from, size_t available, Record
     return true;
 }
 
-// Reads the record at the beginning of the block; false when the block does not hold it whole.
+// Reads the record at the start of the block. Returns false if the block does not hold all of it.
 inline bool readRecord(const unsigned char* from, size_t available, Record& record) {
     return readRecordHeader(from, available, record) && record.length <= available - recordHeaderSize;
 }
 
-// Walks the records in a block of bytes.
+// Iterates over the records in a block of bytes.
 class RecordWalk {
 public:
+    // Starts at `from`; the block ends before `to`.
     RecordWalk(const unsigned char* from, const unsigned char* to) : start(from), position(from), end(to) {}
 
-    // Steps over the next record; false when the block does not hold it whole.
+    // Moves past the next record. Returns false if the block does not hold all of it.
     bool next(Record& record) {
         if (!readRecord(position, static_cast<size_t>(end - position), record))
             return false;
@@ -74,9 +83,10 @@ public:
         return true;
     }
 
+    // Returns true if nothing is left.
     bool isAtEnd() const { return position == end; }
 
-    // Whether whole records are all that lies ahead.
+    // Returns true if the rest of the block is whole records.
     bool isWhole() const {
         RecordWalk ahead = *this;
         Record record;
@@ -85,7 +95,7 @@ public:
         return ahead.isAtEnd();
     }
 
-    // The bytes stepped over.
+    // Returns the number of bytes moved past.
     unsigned int distance() const { return static_cast<unsigned int>(position - start); }
 
 private:
@@ -94,11 +104,11 @@ private:
     const unsigned char* const end;
 };
 
-// Throws the located error of a stream that was given bytes which are not whole records.
+// Throws the error of a stream that was given bytes which are not whole records.
 [[noreturn, gnu::cold]] void throwNotWholeRecords();
 
-// The size of the content in a stream's binary form. Throws "zusl::Serializable::fromBin() - Failed!" when
-// the form is longer than `length`.
+// Returns the size of the content in a stream's encoding. Throws "zusl::Serializable::fromBin() - Failed!" if
+// the encoding is longer than `length`.
 inline unsigned int streamContentSize(const unsigned char* data, unsigned int length) {
     if (length < streamContentOffset)
         throwFromBinFailed();

@@ -5,8 +5,11 @@
 #include "zutl_Exception.h"
 #include "zutl_File.h"
 
+#include <algorithm>
+#include <cstring>
 #include <fcntl.h>
 #include <memory>
+#include <utility>
 
 namespace zusl {
 
@@ -24,6 +27,25 @@ bool writeForm(const Serializable& object, const char* path, unsigned char* buff
     return zutl::writeAll(file.get(), header, sizeof header) && zutl::writeAll(file.get(), buffer, length);
 }
 
+// Reads exactly `length` bytes; null if there are fewer. The length is not trusted: memory grows with the
+// bytes that were read, so that the source may be anything that can be read.
+Buffer readBytes(int descriptor, size_t length) {
+    constexpr size_t firstCapacity = 65536; // bytes
+    size_t capacity = std::min(length, firstCapacity);
+    Buffer buffer(new unsigned char[capacity]);
+    for (size_t used = 0;;) {
+        if (!zutl::readAll(descriptor, buffer.get() + used, capacity - used))
+            return nullptr;
+        used = capacity;
+        if (used == length)
+            return buffer;
+        capacity = length - used > used ? 2 * used : length;
+        Buffer larger(new unsigned char[capacity]);
+        std::memcpy(larger.get(), buffer.get(), used);
+        buffer = std::move(larger);
+    }
+}
+
 bool readForm(Serializable& object, const char* path) {
     const zutl::File file(path, O_RDONLY);
     unsigned char header[objectFileHeaderSize];
@@ -31,12 +53,8 @@ bool readForm(Serializable& object, const char* path) {
         zutl::load16(header + objectFileTypeOffset) != object.getTypeId())
         return false;
     const std::uint32_t length = zutl::load32(header + objectFileLengthOffset);
-    // A length that the file does not hold must not be allocated.
-    std::uint64_t fileSize = 0;
-    if (!zutl::sizeOf(file.get(), fileSize) || fileSize < std::uint64_t{objectFileHeaderSize} + length)
-        return false;
-    const Buffer buffer(new unsigned char[length]);
-    return zutl::readAll(file.get(), buffer.get(), length) && object.fromBin(buffer.get(), length) == length;
+    const Buffer buffer = readBytes(file.get(), length);
+    return buffer != nullptr && object.fromBin(buffer.get(), length) == length;
 }
 
 } // namespace

@@ -1,7 +1,7 @@
 #pragma once
-// zusl::Serializable, the interface of every object that can be turned into text and bytes and back.
+// zusl::Serializable, the interface of every object that can be converted to text and bytes and back.
 //
-// Type ids and names; ids fit in 16 bits:
+// Type ids and names. Ids fit in 16 bits:
 //
 //     1      zusl_EndOfFile
 //     6      zusl_MemIOStream
@@ -14,34 +14,42 @@
 
 namespace zusl {
 
-// What a container's id adds to that of its element or value.
+// The type id of a list minus that of its elements.
 constexpr unsigned int listTypeIds = 5000;
+
+// The type id of a StringMap minus that of its values.
 constexpr unsigned int stringMapTypeIds = 15000;
 
+// An object with a type id, an XML text, a binary encoding and a file format. docs/formats.md describes all
+// encodings.
 class Serializable {
 public:
     virtual ~Serializable() = default;
 
-    // The class's id and name, from the table above.
+    // Returns the class's id from the table above.
     virtual unsigned int getTypeId() const = 0;
+
+    // Returns the class's name from the table above.
     virtual std::string getTypeName() const = 0;
 
-    // The object as XML text, with the type name or the given name as the root element's.
+    // Returns toXML(type name).
     virtual std::string toXML() const = 0;
+
+    // Returns the object as XML text whose root element is called `name`; empty for a null name.
     virtual std::string toXML(const char* name) const = 0;
 
-    // Replaces the content by what the XML text holds; false when nothing usable was found.
+    // Replaces the content with that of the XML text. Returns false if nothing usable was found.
     virtual bool fromXML(const char* xml) = 0;
 
-    // The exact number of bytes that toBin writes for the object as it is now.
+    // Returns the exact number of bytes that toBin would write now.
     virtual unsigned int getBinLength() const = 0;
 
-    // Writes the binary form. The caller provides getBinLength() bytes. Returns the number of bytes written.
+    // Writes the binary encoding and returns its length. Requires a buffer of getBinLength() bytes.
     virtual unsigned int toBin(unsigned char* buffer) const = 0;
 
-    // Replaces the content by the binary form at `data`, of which no more than `length` bytes are read.
-    // Returns the number of bytes taken. Throws zutl::Exception "zusl::Serializable::fromBin() - Failed!" for
-    // bytes that are of no use.
+    // Replaces the content with the object encoded at `data`, reading at most `length` bytes. Returns the
+    // number of bytes read. Throws "zusl::Serializable::fromBin() - Failed!" if the bytes are not a valid
+    // encoding.
     virtual unsigned int fromBin(const unsigned char* data, unsigned int length) = 0;
 
     // Writes the object file form: type id, length, binary form (docs/formats.md). True when all of it
@@ -49,18 +57,22 @@ public:
     // an empty file. Throws only what getBinLength or the allocation of the buffer throws.
     virtual bool toFile(const char* path) const;
 
-    // Reads the object file form. False, with the object unchanged, when the file cannot be read, is shorter
-    // than it says, or holds another type; false, with the object as fromBin left it, when fromBin fails or
-    // takes another number of bytes. Bytes after the form are not looked at. Never throws.
+    // Reads the object file form, also from a pipe, FIFO or device. False, with the object unchanged, when
+    // the file cannot be read, is shorter than it says, or holds another type; false, with the object as
+    // fromBin left it, when fromBin fails or takes another number of bytes. Bytes after the form are not
+    // looked at. Never throws.
     virtual bool fromFile(const char* path);
 
 protected:
     Serializable() = default;
+    // Copies nothing.
     Serializable(const Serializable&) = default;
+
+    // Assigns nothing.
     Serializable& operator=(const Serializable&) = default;
 };
 
-// Throws the zutl::Exception of a binary reader that finds bytes of no use.
+// Throws zutl::Exception("zusl::Serializable::fromBin() - Failed!"), the error of every binary reader.
 [[noreturn, gnu::cold]] void throwFromBinFailed();
 
 } // namespace zusl

@@ -1,85 +1,100 @@
 #pragma once
-// The interfaces of object streams, which carry serializable objects as typed records, and the marker of
-// their end.
+// The interfaces of object streams, which carry serializable objects as typed records, and the end-of-stream
+// marker.
 
 #include "zusl_Serializable.h"
 
 namespace zusl {
 
-// The input side.
+// The input side of an object stream.
 class IStream {
 public:
     virtual ~IStream() = default;
 
-    // Waits until the stream is not empty, looking once a millisecond: true when it is not, false when the
-    // timeout (ms) ran out. The timeout is looked at first, so 0 gives false at once. 0xFFFFFFFF means no
-    // timeout.
+    // Polls once per millisecond until the stream is not empty. Returns true if it is not, false if the
+    // timeout (milliseconds; 0xFFFFFFFF means none) expires first. The timeout is checked first, so wait(0)
+    // returns false even if there is data.
     virtual bool wait(unsigned int timeoutMs) const;
 
-    // The type id of the next record, which stays; that of EndOfFile when there is nothing.
+    // Returns the type id of the next record without consuming it; that of EndOfFile if the stream is empty.
     virtual unsigned int getNextType() const = 0;
 
-    // Whether the next record is an EndOfFile; false on an empty stream. Throws what getNextType throws.
+    // Returns true if the next record is an EndOfFile, false on an empty stream. Throws what getNextType
+    // throws.
     virtual bool isEOF() const;
 
-    // Whether no byte is waiting to be read.
+    // Returns true if there is nothing to read.
     virtual bool isEmpty() const = 0;
 
-    // Decode the next record, which must be of the object's type, and consume it. read returns the bytes
-    // consumed.
+    // Decodes the next record into `object` and consumes it. Returns the number of bytes consumed. Throws if
+    // the record is not of the object's type.
     virtual unsigned int read(Serializable& object) = 0;
 
-    // Consumes the next record without decoding it. Returns the bytes consumed.
+    // Consumes the next record without decoding it. Returns the number of bytes consumed.
     virtual unsigned int skip() = 0;
 
+    // Like read(object). Returns this stream.
     virtual IStream& operator>>(Serializable& object) = 0;
 
-    // Takes the next records as raw bytes: true with `data` a new array of whole records, which the caller
-    // owns and frees with delete[], and `length` its size in bytes. False when nothing was taken.
+    // Takes the next records as raw bytes. Returns true, with `data` a new array of `length` bytes of whole
+    // records that the caller frees with delete[]; false, with `data` not owned by the caller, if nothing was
+    // taken.
     virtual bool readNextObject(unsigned char*& data, unsigned int& length) = 0;
 };
 
-// The output side.
+// The output side of an object stream.
 class OStream {
 public:
     virtual ~OStream() = default;
 
-    // Passes on what a stream holds back.
+    // Writes out what the stream has buffered.
     virtual void flush() = 0;
 
-    // Ends the output with an EndOfFile record. Returns the bytes appended.
+    // Appends an EndOfFile record. Returns the number of bytes appended.
     virtual unsigned int close() = 0;
 
-    // Append the object's record. write returns the bytes appended.
+    // Appends the object's record. Returns the number of bytes appended.
     virtual unsigned int write(const Serializable& object) = 0;
+
+    // Like write(object). Returns this stream.
     virtual OStream& operator<<(const Serializable& object) = 0;
 
-    // Appends the next raw records of the source, got by getNextObject.
+    // Appends the raw records that getNextObject takes from `source`. Returns this stream.
     virtual OStream& operator<<(IStream& source) = 0;
 
-    // What readNextObject of the source gives.
+    // Calls source.readNextObject(data, length) and returns its result, unless a derived class overrides it.
     virtual bool getNextObject(IStream& source, unsigned char*& data, unsigned int& length);
 };
 
-// Both sides.
+// An object stream for input and output.
 class IOStream : public IStream, public OStream {};
 
-// Marks the end of what a writer sent. Holds nothing; recognised by IStream::isEOF, never read.
+// Marks the end of a stream's output. It has no content; readers recognise it with IStream::isEOF and cannot
+// read it.
 class EndOfFile : public Serializable {
 public:
+    // The result of getTypeId().
     static constexpr unsigned int typeId = 1;
 
     unsigned int getTypeId() const override;
     std::string getTypeName() const override;
 
-    // An empty element; nothing for a null name. Every XML text is taken.
+    // Returns <zusl_EndOfFile/>.
     std::string toXML() const override;
+
+    // Returns an empty element called `name`, or an empty text for a null name.
     std::string toXML(const char* name) const override;
+
+    // Returns true for every text.
     bool fromXML(const char* xml) override;
 
-    // The binary form is of no bytes.
+    // Returns 0: the marker has no bytes.
     unsigned int getBinLength() const override;
+
+    // Writes nothing and returns 0.
     unsigned int toBin(unsigned char* buffer) const override;
+
+    // Reads nothing and returns 0.
     unsigned int fromBin(const unsigned char* data, unsigned int length) override;
 };
 
