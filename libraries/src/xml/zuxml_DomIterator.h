@@ -1,21 +1,21 @@
 #pragma once
-// The XML document facade: the one door through which XML text is read. Behind it stands one of two backends,
-// as the CMake option ZU_XML_BACKEND says. The null backend ("none") parses nothing: every cursor is empty,
-// every answer is empty or false. The real one ("pugixml") reads with the parser of that name.
+// The XML document facade: every reader of XML text in the library goes through it. The CMake option
+// ZU_XML_BACKEND chooses the back end:
 //
-// How a reader uses it:
-//   1. DomIterator::parse(text) gives a cursor on the root element.
-//   2. atEnd() is true: the text held no document; the reader fails.
-//   3. A reader of one value takes getValue().
-//   4. A reader of a container asks hasChildren() first, and only then moves to childrenBegin() and on by
-//   nextSibling()
-//      until atEnd(). With the null backend atEnd() is never true, so a walk begun without asking would not
-//      end.
+//   none      The null back end. It parses nothing: every cursor is empty, every answer is empty or false. It
+//             never reports the end of a sibling sequence.
+//   pugixml   Reads with the pugixml parser.
 //
-// What the real backend takes for a document: one element whose tags all match, and outside it nothing but
-// blanks, comments and instructions. A bare "&", and "<" in an attribute, are let pass, as maps write their
-// keys unescaped. Text is kept byte for byte, line ends too, so that what toXML wrote is read back. The five
-// entities and the numeric ones are decoded; others stay as they are, and nothing is ever expanded.
+// A reader calls DomIterator::parse and fails if atEnd(). To read one value it takes getValue(). To read a
+// container it first asks hasChildren(), then walks from childrenBegin() with nextSibling() until atEnd();
+// without the question the walk would not end with the null back end.
+//
+// The pugixml back end accepts one element whose tags all match, and outside it only blanks, comments and
+// processing instructions. It tolerates a bare "&", and "<" in an attribute, because maps write their keys
+// unescaped. Text is kept byte for byte, including line ends. The five XML entities and numeric references
+// are decoded; others are kept as written, and nothing is expanded. No operation uses more stack for a deeper
+// document. Names are compared as written, including their prefix, except that an attribute of the settings
+// schema is found under any prefix that the document declares for it.
 
 #include "zutl_String.h"
 
@@ -24,73 +24,119 @@
 
 namespace zuxml {
 
-// The namespace of the settings schema, for which the prefix "zu" stands.
+// The XML namespace of the settings schema; the prefix "zu" means this namespace.
 inline constexpr const char* settingsSchema = "http://zu.example/SettingsSchema";
 
-// Do nothing.
+// Does nothing, with any back end.
 void initialize();
+
+// Does nothing, with any back end.
 void uninitialize();
 
-// Empty.
+// Returns an empty text, with any back end.
 zutl::String open(const char* name);
+
+// Returns an empty text, with any back end.
 zutl::String close(const char* name);
 
-// A cursor in a document: a plain value. What each operation gives in the null backend stands behind it, and
-// above it what it gives in the real one where that differs. There a cursor stands on an element and keeps
-// the document alive; at its end every answer is empty, false or a cursor at its end. Names are compared as
-// written, with their prefix; but an attribute of the settings schema is also found when the document has
-// another prefix for it. No operation takes more stack for deeper elements.
+// A cursor that is positioned on an element of a document, or at its end. A plain value: it keeps its
+// document alive. At the end, every answer is empty or false and every navigation stays at the end.
+//
+// Each comment describes the pugixml back end, and in square brackets the null back end.
 class DomIterator {
 public:
-    // At its end; where the other stands.
+    // Creates a cursor at its end. [The empty cursor.]
     DomIterator();
-    DomIterator(const DomIterator& other);            // the empty cursor
-    DomIterator& operator=(const DomIterator& other); // no effect
+
+    // Creates a cursor on the same element as `other`. [The empty cursor.]
+    DomIterator(const DomIterator& other);
+
+    // Moves to the element of `other`. [No effect.]
+    DomIterator& operator=(const DomIterator& other);
+
+    // Releases the document if this is its last cursor.
     virtual ~DomIterator();
 
-    // On the root element; at its end when the text is no document. The second text is not looked at.
-    static DomIterator parse(const zutl::String& xml);                             // the empty cursor
-    static DomIterator parse(const zutl::String& xml, const zutl::String& second); // the empty cursor
+    // Returns a cursor on the root element of the text, or one at its end if the text is not a document. [The
+    // empty cursor.] Throws std::bad_alloc if memory runs out.
+    static DomIterator parse(const zutl::String& xml);
 
-    // On the first child element; at its end; on the first child of the name; on the first of the name among
-    // all elements inside. At its end where there is none.
-    DomIterator childrenBegin() const;                       // the empty cursor
-    DomIterator childrenEnd() const;                         // the empty cursor
-    DomIterator findChild(const zutl::String& name) const;   // the empty cursor
-    DomIterator searchChild(const zutl::String& name) const; // the empty cursor
+    // Like parse(xml); `second` is ignored.
+    static DomIterator parse(const zutl::String& xml, const zutl::String& second);
 
-    // Moves to the element behind or before this one under the same parent; at its end when there is none.
-    void nextSibling();     // no effect
-    void previousSibling(); // no effect
+    // Returns a cursor on the first child element, or one at its end if there is none. [The empty cursor.]
+    DomIterator childrenBegin() const;
 
-    // Whether it stands on no element; whether there are child elements, and how many.
-    bool atEnd() const;                                       // false
-    bool hasChildren() const;                                 // false
-    unsigned int numChildren() const;                         // 0
-    unsigned int numChildren(const zutl::String& name) const; // 0
+    // Returns a cursor at its end. [The empty cursor.]
+    DomIterator childrenEnd() const;
 
-    // Whether getValue() has text, and the element attributes, or this one.
-    bool hasValue() const;                             // false
-    bool hasAttributes() const;                        // false
-    bool hasAttribute(const zutl::String& name) const; // false
+    // Returns a cursor on the first child element called `name`, or one at its end. [The empty cursor.]
+    DomIterator findChild(const zutl::String& name) const;
 
-    // Whether both stand on the same element, or both at their end; some order, so that cursors can be keys.
-    bool isEqual(const DomIterator& other) const;   // false, also for a cursor compared with itself
-    bool operator<(const DomIterator& other) const; // false
+    // Returns a cursor on the first descendant element called `name`, in document order, or one at its end.
+    // [The empty cursor.]
+    DomIterator searchChild(const zutl::String& name) const;
 
-    // The element's name, also in `out`; its text content with that of the elements inside; an attribute's
-    // value, empty when absent; all of them; the element's own XML text with its tags.
-    zutl::String getName() const;                               // empty
-    zutl::String getName(zutl::String& out) const;              // empty; `out` stays as it is
-    zutl::String getValue() const;                              // empty
-    zutl::String getAttribute(const zutl::String& name) const;  // empty
-    std::map<zutl::String, zutl::String> attributes() const;    // empty
-    zutl::String toXML() const;                                 // empty
-    static zutl::String removeDoctype(const zutl::String& xml); // empty, in both backends
-    static zutl::String addDTD(const zutl::String& xml, const zutl::String& dtd); // empty, in both backends
+    // Moves to the next sibling element, or to the end. [No effect.]
+    void nextSibling();
+
+    // Moves to the previous sibling element, or to the end. [No effect.]
+    void previousSibling();
+
+    // Returns true if the cursor is not on an element. [False.]
+    bool atEnd() const;
+
+    // Returns true if the element has child elements. [False.]
+    bool hasChildren() const;
+
+    // Returns the number of child elements. [0.]
+    unsigned int numChildren() const;
+
+    // Returns the number of child elements called `name`. [0.]
+    unsigned int numChildren(const zutl::String& name) const;
+
+    // Returns true if getValue() is not empty. [False.]
+    bool hasValue() const;
+
+    // Returns true if the element has attributes. [False.]
+    bool hasAttributes() const;
+
+    // Returns true if the element has the attribute. [False.]
+    bool hasAttribute(const zutl::String& name) const;
+
+    // Returns true if both cursors are on the same element or both at their end. [False, also for a cursor
+    // compared with itself.]
+    bool isEqual(const DomIterator& other) const;
+
+    // An unspecified strict weak order, so that cursors can be keys. [False.]
+    bool operator<(const DomIterator& other) const;
+
+    // Returns the element's name. [Empty.]
+    zutl::String getName() const;
+
+    // Returns the element's name and stores it in `out`. [Empty; `out` is unchanged.]
+    zutl::String getName(zutl::String& out) const;
+
+    // Returns the text inside the element, including that of its descendants. [Empty.]
+    zutl::String getValue() const;
+
+    // Returns the attribute's value, empty if it is absent. [Empty.]
+    zutl::String getAttribute(const zutl::String& name) const;
+
+    // Returns all attributes, from name to value. [Empty.]
+    std::map<zutl::String, zutl::String> attributes() const;
+
+    // Returns the element's own XML text with its tags. [Empty.]
+    zutl::String toXML() const;
+
+    // Returns an empty text, with any back end.
+    static zutl::String removeDoctype(const zutl::String& xml);
+
+    // Returns an empty text, with any back end.
+    static zutl::String addDTD(const zutl::String& xml, const zutl::String& dtd);
 
 private:
-    struct Place; // the backend's own: the element and what keeps its document alive
+    struct Place; // defined by the back end: the element, and what keeps its document alive
     std::unique_ptr<Place> place;
 };
 

@@ -1,4 +1,4 @@
-// The real backend of the XML document facade, on pugixml.
+// The pugixml back end of the XML document facade.
 
 #include "zuxml_DomIterator.h"
 
@@ -16,8 +16,8 @@ using zutl::String;
 
 namespace {
 
-// Blanks are text as well; line ends and the blanks of attributes stay as they are. Fragments are taken so
-// that what stands beside the root is seen, and refused.
+// Keeps white space, line ends and attribute values as they are. Fragments are parsed so that text beside the
+// root element is noticed and refused.
 constexpr unsigned int parseOptions = pugi::parse_cdata | pugi::parse_escapes | pugi::parse_ws_pcdata |
                                       pugi::parse_comments | pugi::parse_pi | pugi::parse_fragment;
 
@@ -35,7 +35,7 @@ bool isBlank(xml_node node) {
     return node.type() == pugi::node_pcdata && node.value()[std::strspn(node.value(), " \t\r\n")] == '\0';
 }
 
-// The first element from the node on; a null node when there is none.
+// Returns `node` or the first element after it; a null node if there is none.
 xml_node elementFrom(xml_node node) {
     while (node && !isElement(node))
         node = node.next_sibling();
@@ -57,7 +57,7 @@ xml_node previousElement(xml_node node) {
     return node;
 }
 
-// The node that follows in the order of the text; a null node behind the last one inside `top`.
+// Returns the next node in document order, or a null node after the last one inside `top`.
 xml_node nextInside(xml_node node, xml_node top) {
     if (node.first_child())
         return node.first_child();
@@ -66,7 +66,7 @@ xml_node nextInside(xml_node node, xml_node top) {
     return node == top ? xml_node() : node.next_sibling();
 }
 
-// The root element; a null node unless the document is one element with no text beside it.
+// Returns the root element; a null node unless the document is one element with no text beside it.
 xml_node rootOf(const pugi::xml_document& document) {
     for (const xml_node node : document)
         if (isText(node) && !isBlank(node))
@@ -75,7 +75,7 @@ xml_node rootOf(const pugi::xml_document& document) {
     return nextElement(root) ? xml_node() : root;
 }
 
-// What a prefix stands for at the element; empty when that was not said.
+// Returns the namespace of a prefix at the element; empty if the prefix is not declared.
 std::string_view namespaceOf(std::string_view prefix, xml_node element) {
     const std::string declaration = "xmlns:" + std::string(prefix);
     for (; element; element = element.parent())
@@ -106,16 +106,7 @@ struct StringWriter : pugi::xml_writer {
 
 } // namespace
 
-void initialize() {}
-void uninitialize() {}
-String open(const char* /*name*/) {
-    return String();
-}
-String close(const char* /*name*/) {
-    return String();
-}
-
-// Where a cursor stands. A null element is the end; the document goes with the last of its cursors.
+// A cursor's position. A null element is the end; the last cursor on a document releases it.
 struct DomIterator::Place {
     std::shared_ptr<const pugi::xml_document> document;
     xml_node element;
@@ -132,6 +123,7 @@ struct DomIterator::Place {
 };
 
 DomIterator::DomIterator() = default;
+
 DomIterator::DomIterator(const DomIterator& other)
     : place(other.place ? std::make_unique<Place>(*other.place) : nullptr) {}
 DomIterator& DomIterator::operator=(const DomIterator& other) {
@@ -143,7 +135,8 @@ DomIterator::~DomIterator() = default;
 
 DomIterator DomIterator::parse(const String& xml) {
     const auto document = std::make_shared<pugi::xml_document>();
-    const pugi::xml_parse_result result = document->load_buffer(xml.data(), xml.size(), parseOptions);
+    const pugi::xml_parse_result result =
+        document->load_buffer(xml.data(), xml.size(), parseOptions, pugi::encoding_utf8);
     if (result.status == pugi::status_out_of_memory)
         throw std::bad_alloc();
     DomIterator cursor;
@@ -151,33 +144,31 @@ DomIterator DomIterator::parse(const String& xml) {
         cursor.place = std::make_unique<Place>(Place{document, rootOf(*document)});
     return cursor;
 }
-DomIterator DomIterator::parse(const String& xml, const String& /*second*/) {
-    return parse(xml);
-}
 
 DomIterator DomIterator::childrenBegin() const {
     return Place::moved(*this, firstChild(Place::of(*this)));
 }
-DomIterator DomIterator::childrenEnd() const {
-    return DomIterator();
-}
+
 DomIterator DomIterator::findChild(const String& name) const {
     xml_node child = firstChild(Place::of(*this));
     while (child && name != child.name())
         child = nextElement(child);
     return Place::moved(*this, child);
 }
+
 DomIterator DomIterator::searchChild(const String& name) const {
     const xml_node top = Place::of(*this);
     xml_node node = nextInside(top, top);
-    while (node && !(isElement(node) && name == node.name()))
+    while (node && (!isElement(node) || name != node.name()))
         node = nextInside(node, top);
     return Place::moved(*this, node);
 }
+
 void DomIterator::nextSibling() {
     if (place)
         place->element = nextElement(place->element);
 }
+
 void DomIterator::previousSibling() {
     if (place)
         place->element = previousElement(place->element);
@@ -186,33 +177,41 @@ void DomIterator::previousSibling() {
 bool DomIterator::atEnd() const {
     return !Place::of(*this);
 }
+
 bool DomIterator::hasChildren() const {
     return firstChild(Place::of(*this));
 }
+
 unsigned int DomIterator::numChildren() const {
     unsigned int count = 0;
     for (xml_node child = firstChild(Place::of(*this)); child; child = nextElement(child))
         ++count;
     return count;
 }
+
 unsigned int DomIterator::numChildren(const String& name) const {
     unsigned int count = 0;
     for (xml_node child = firstChild(Place::of(*this)); child; child = nextElement(child))
         count += name == child.name() ? 1U : 0U;
     return count;
 }
+
 bool DomIterator::hasValue() const {
     return !getValue().empty();
 }
+
 bool DomIterator::hasAttributes() const {
     return Place::of(*this).first_attribute();
 }
+
 bool DomIterator::hasAttribute(const String& name) const {
     return findAttribute(Place::of(*this), name);
 }
+
 bool DomIterator::isEqual(const DomIterator& other) const {
     return Place::of(*this) == Place::of(other);
 }
+
 bool DomIterator::operator<(const DomIterator& other) const {
     return Place::of(*this) < Place::of(other);
 }
@@ -220,9 +219,11 @@ bool DomIterator::operator<(const DomIterator& other) const {
 String DomIterator::getName() const {
     return Place::of(*this).name();
 }
+
 String DomIterator::getName(String& out) const {
     return out = getName();
 }
+
 String DomIterator::getValue() const {
     const xml_node top = Place::of(*this);
     String value;
@@ -231,25 +232,22 @@ String DomIterator::getValue() const {
             value += node.value();
     return value;
 }
+
 String DomIterator::getAttribute(const String& name) const {
     return findAttribute(Place::of(*this), name).value();
 }
+
 std::map<String, String> DomIterator::attributes() const {
     std::map<String, String> values;
     for (const xml_attribute attribute : Place::of(*this).attributes())
         values.emplace(attribute.name(), attribute.value());
     return values;
 }
+
 String DomIterator::toXML() const {
     StringWriter writer;
     Place::of(*this).print(writer, "", pugi::format_raw);
     return writer.text;
-}
-String DomIterator::removeDoctype(const String& /*xml*/) {
-    return String();
-}
-String DomIterator::addDTD(const String& /*xml*/, const String& /*dtd*/) {
-    return String();
 }
 
 } // namespace zuxml

@@ -1,0 +1,37 @@
+// What all back ends of the XML document facade have in common.
+
+#include "zuxml_DomIterator.h"
+
+namespace zuxml {
+
+using zutl::String;
+
+void initialize() {}
+
+void uninitialize() {}
+
+String open(const char* /*name*/) {
+    return String();
+}
+
+String close(const char* /*name*/) {
+    return String();
+}
+
+DomIterator DomIterator::parse(const String& xml, const String& /*second*/) {
+    return parse(xml);
+}
+
+DomIterator DomIterator::childrenEnd() const {
+    return DomIterator();
+}
+
+String DomIterator::removeDoctype(const String& /*xml*/) {
+    return String();
+}
+
+String DomIterator::addDTD(const String& /*xml*/, const String& /*dtd*/) {
+    return String();
+}
+
+} // namespace zuxml
