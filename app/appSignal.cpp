@@ -1,16 +1,23 @@
 #include "appSignal.h"
 
 #include "processTable.h"
+#include "report.h"
+#include "zutl_File.h"
 
 #include <array>
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <fcntl.h>
 #include <string_view>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
 
-// Cuts the last component off a path and gives it.
+constexpr const char* markerFile = "pid.cgi";
+
+// Cuts the last component off a path and returns it.
 std::string_view takeLast(std::string_view& path) {
     const size_t slash = path.rfind('/');
     const std::string_view last = path.substr(slash + 1); // all when there is no slash: npos + 1 is 0
@@ -18,22 +25,82 @@ std::string_view takeLast(std::string_view& path) {
     return last;
 }
 
-// The name of the application: that of the directory above the working directory "html", when the marker file
-// mentions it. Empty when the application cannot be identified.
+// Returns the name of the application: that of the directory above the working directory "html", if the
+// marker file mentions it. If the application cannot be identified, reports why and returns empty text.
 zutl::String applicationName() {
     zutl::String marker;
-    marker.fromFile("pid.cgi");
-    if (marker.empty())
+    if (!marker.fromFile(markerFile)) {
+        report(markerFile, errno);
         return zutl::String();
+    }
     std::array<char, 4096> directory;
-    if (getcwd(directory.data(), directory.size()) == nullptr)
+    if (getcwd(directory.data(), directory.size()) == nullptr) {
+        report("working directory", errno);
         return zutl::String();
+    }
     std::string_view path(directory.data());
-    if (takeLast(path) != "html")
+    const bool isWebFolder = takeLast(path) == "html";
+    zutl::String name(takeLast(path));
+    if (!isWebFolder || takeLast(path).empty()) { // the application's directory is not in the root
+        report(directory.data(), "is not the folder html of an application");
         return zutl::String();
-    const zutl::String name(takeLast(path));
-    // An application stands in some directory, not in the root.
-    return takeLast(path).empty() || marker.find(name) == marker.npos ? zutl::String() : name;
+    }
+    if (marker.find(name) == marker.npos) {
+        report(markerFile, "does not mention the application");
+        return zutl::String();
+    }
+    return name;
+}
+
+// Makes `to` a copy of the descriptor. Returns false on an error.
+bool copyDescriptor(int from, int to) {
+    int result;
+    do
+        result = dup2(from, to);
+    while (result < 0 && (errno == EINTR || errno == EBUSY));
+    return result >= 0;
+}
+
+// While it exists, what a command prints goes to standard error instead of into the response; if standard
+// error is the response too, nowhere.
+class OutputKeptFromResponse {
+public:
+    OutputKeptFromResponse() : response(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)) {
+        if (errorsReachResponse()) {
+            const zutl::File nowhere("/dev/null", O_WRONLY);
+            if (nowhere.isOpen())
+                copyDescriptor(nowhere.get(), STDERR_FILENO);
+            else
+                close(STDERR_FILENO);
+        }
+        if (response >= 0 && !copyDescriptor(STDERR_FILENO, STDOUT_FILENO))
+            close(STDOUT_FILENO);
+    }
+    OutputKeptFromResponse(const OutputKeptFromResponse&) = delete;
+    OutputKeptFromResponse& operator=(const OutputKeptFromResponse&) = delete;
+    ~OutputKeptFromResponse() {
+        if (response < 0)
+            return;
+        copyDescriptor(response, STDOUT_FILENO);
+        close(response);
+    }
+
+private:
+    int response; // a copy of standard output
+};
+
+int runCommand(const zutl::String& command) {
+    const OutputKeptFromResponse kept;
+    return std::system(command.c_str());
+}
+
+void reportCommand(const zutl::String& command, int status) {
+    if (status == -1)
+        report(command, errno);
+    else if (WIFSIGNALED(status))
+        report(command, "was killed by signal " + zutl::String::fromInteger(WTERMSIG(status)));
+    else
+        report(command, "failed with exit status " + zutl::String::fromInteger(WEXITSTATUS(status)));
 }
 
 bool sendSignal(const zutl::String& name) {
@@ -44,7 +111,11 @@ bool sendSignal(const zutl::String& name) {
     const char* const path = std::getenv("PATH");
     if (path == nullptr || *path == '\0')
         setenv("PATH", "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin", 1);
-    return std::system(("killall -SIGUSR1 " + name).c_str()) == 0;
+    const zutl::String command = "killall -SIGUSR1 " + name;
+    const int status = runCommand(command);
+    if (status != 0)
+        reportCommand(command, status);
+    return status == 0;
 }
 
 } // namespace

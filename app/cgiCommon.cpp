@@ -16,7 +16,9 @@ void insertField(std::string_view field, Settings& params) {
     zutl::String value(equals == field.npos ? field : field.substr(equals + 1));
     // Lower case first: a capital letter can still be had through an escape.
     zu_strlwr(name.data());
-    params.insert(zutl::url::decode(std::move(name), false), zutl::url::decode(std::move(value), false));
+    zutl::url::decodeInPlace(name, false);
+    zutl::url::decodeInPlace(value, false);
+    params.insert(std::move(name), std::move(value));
 }
 
 void parseForm(std::string_view form, Settings& params) {

@@ -1,31 +1,30 @@
 #include "processTable.h"
 
-#include "directory.h"
+#include "zutl_Directory.h"
 #include "zutl_File.h"
 #include "zutl_String.h"
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <charconv>
 #include <climits>
-#include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <string_view>
-#include <sys/prctl.h>
-#include <unistd.h>
+#include <sys/types.h>
 
 namespace {
 
-// Whether the last path component of the first argument in a command line is `name`. Reads block by block, in
-// nearly every case one, and no further than the first argument reaches.
-bool firstArgumentNames(const char* path, std::string_view name) {
+using Block = std::array<char, 256>;
+
+// Returns true if the last path component of the first argument in a command line is `name`. Reads in blocks,
+// and no further than the end of the first argument; one block is nearly always enough. The caller lends the
+// block, because clearing one for each process would be a good part of the search.
+bool firstArgumentNames(const char* path, std::string_view name, Block& block) {
     const zutl::File file(path, O_RDONLY);
     if (!file.isOpen())
         return false;
-    zutl::String before; // what the blocks before hold of the last component
-    std::array<char, 256> block;
+    zutl::String before; // the part of the last component in the preceding blocks
     for (;;) {
         const ssize_t received = zutl::readSome(file.get(), block.data(), block.size());
         if (received < 0)
@@ -38,54 +37,35 @@ bool firstArgumentNames(const char* path, std::string_view name) {
             before.clear();
         const std::string_view component =
             argument.substr(slash + 1); // all when there is no slash: npos + 1 is 0
-        // The kernel gives less than was asked for only at the end.
+        // The kernel returns less than a block only at the end.
         if (argument.size() < bytes.size() || bytes.size() < block.size())
             return before.empty() ? component == name : before + zutl::String(component) == name;
         before += component;
     }
 }
 
-// The number that an entry's name begins with; 0 for the entries that are no processes.
-int processId(const char* entry) {
-    int id = 0;
-    std::from_chars(entry, entry + std::strlen(entry), id);
-    return id;
-}
-
 } // namespace
 
 int getProcIdByName(const char* name) {
-    Directory processes("/proc");
+    if (*name == '\0')
+        return -1;
+    zutl::Directory processes("/proc");
     if (!processes.isOpen())
         return -1;
-    // The entry's name and what stands behind it are put behind "/proc/", over those of the entry before.
+    // Each entry's path overwrites the preceding one after "/proc/".
     constexpr std::string_view folder = "/proc/";
     constexpr std::string_view file = "/cmdline";
     std::array<char, folder.size() + NAME_MAX + file.size() + 1> path;
     char* const entryPlace = std::copy(folder.begin(), folder.end(), path.data());
+    Block block;
     while (const char* const entry = processes.next()) {
-        const int id = processId(entry);
+        const long id = std::strtol(entry, nullptr, 10);
         if (id <= 0)
             continue;
         char* const end = std::copy(entry, entry + std::strlen(entry), entryPlace);
         std::memcpy(end, file.data(), file.size() + 1); // with its zero byte
-        if (firstArgumentNames(path.data(), name))
-            return id;
+        if (firstArgumentNames(path.data(), name, block))
+            return static_cast<int>(std::min(id, long{INT_MAX}));
     }
     return -1;
-}
-
-bool runsThisProgram(pid_t id) {
-    if (id == getpid())
-        return false;
-    if (kill(id, 0) != 0 && errno == ESRCH)
-        return false;
-    // The id may since have gone to another program, or its process wait to be reaped: "ID (NAME) STATE ...".
-    const zutl::String number = zutl::String::fromInteger(id);
-    zutl::String status;
-    std::array<char, 16> ownName; // what the kernel keeps of a name
-    if (!status.fromFile(("/proc/" + number + "/stat").c_str()) || prctl(PR_GET_NAME, ownName.data()) != 0)
-        return true;
-    const std::string ours = number + " (" + ownName.data() + ") ";
-    return status.hasPrefix(ours) && status.find_first_of("ZXx", ours.size()) != ours.size();
 }

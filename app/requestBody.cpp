@@ -5,13 +5,16 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace {
 
-constexpr size_t firstBlock = 4096; // bytes; most forms fit
+constexpr size_t firstBlock = 4096;         // bytes; most forms fit
+constexpr size_t largestOrdinary = 0x10000; // bytes of a body
 
 size_t announcedLength() {
     const char* const text = std::getenv("CONTENT_LENGTH");
@@ -28,10 +31,20 @@ void discard(size_t length) {
     }
 }
 
+// A large form takes many times its size in memory. If that runs out, the kernel shall end this program
+// rather than the application. Best effort.
+void preferToBeKilled() {
+    const zutl::File score("/proc/self/oom_score_adj", O_WRONLY);
+    if (score.isOpen())
+        zutl::writeAll(score.get(), "1000", 4);
+}
+
 } // namespace
 
 zutl::String readBody() {
     const size_t announced = announcedLength();
+    if (announced > largestOrdinary)
+        preferToBeKilled();
     zutl::String body;
     size_t received = 0;
     try {
@@ -39,8 +52,8 @@ zutl::String readBody() {
             if (received == body.size())
                 body.resize(std::min(announced, std::max(firstBlock, 2 * received)));
             const ssize_t count = zutl::readSome(STDIN_FILENO, &body[received], body.size() - received);
-            if (count < 0) // what arrived so far is not what was sent
-                throw zutl::Exception("The request's body cannot be read.");
+            if (count < 0) // the bytes received so far are not the form
+                throw zutl::Exception(std::strerror(errno));
             if (count == 0)
                 break;
             received += static_cast<size_t>(count);

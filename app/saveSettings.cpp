@@ -4,12 +4,15 @@
 #include "appSignal.h"
 #include "cgiCommon.h"
 #include "commandLine.h"
+#include "report.h"
 #include "requestBody.h"
 #include "settingsFile.h"
+#include "zutl_Exception.h"
 #include "zutl_File.h"
 #include "zutl_url.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <string_view>
@@ -34,12 +37,12 @@ FormParser formParser() {
     return nullptr;
 }
 
-// False when nobody takes the answer any more, which is no failure of the request.
+// Returns false if the client has gone, which is no failure of the request.
 bool print(std::string_view text) {
     return zutl::writeAll(STDOUT_FILENO, text.data(), text.size());
 }
 
-// In pieces, so that it takes no memory; none of them without those before it.
+// Prints pieces without allocating memory, and stops at the first that fails.
 bool print(std::string_view head, std::string_view text, std::string_view tail) {
     return print(head) && print(text) && print(tail);
 }
@@ -48,17 +51,21 @@ void printError(const char* text) {
     print("Content-Type: text/plain\r\n\r\n", text, "\n");
 }
 
-// The status word for the outcome. Whatever goes wrong on the way, there is one.
+// Returns the status word for the outcome; on every failure there is one.
 zutl::String saveAndSignal(FormParser parse) {
     zutl::String status("false");
+    const char* step = settingsFile;
     try {
         Settings params;
         parse(params);
-        if (saveXML(params))
-            restartApp(status);
+        if (!saveXML(params))
+            return status;
+        step = "application";
+        restartApp(status);
+    } catch (const zutl::Exception& exception) {
+        report("request body", exception.what());
     } catch (...) {
-        // The settings file is as it was, or the application could not be identified: that is what "false"
-        // says.
+        report(step, ENOMEM);
     }
     return status;
 }

@@ -1,6 +1,7 @@
 #include "settingsFile.h"
 
-#include "wholeFile.h"
+#include "report.h"
+#include "zutl_ReplaceFile.h"
 
 #include <string_view>
 
@@ -9,6 +10,8 @@ namespace {
 constexpr std::string_view rootOpen = "<Settings>\n";
 constexpr std::string_view rootClose = "</Settings>\n";
 constexpr size_t markupPerEntry = sizeof "  <></>\n" - 1;
+
+} // namespace
 
 zutl::String settingsText(const Settings& params) {
     size_t length = rootOpen.size() + rootClose.size();
@@ -31,8 +34,9 @@ zutl::String settingsText(const Settings& params) {
     return text;
 }
 
-} // namespace
-
 bool saveXML(const Settings& params) {
-    return replaceFile("settings_xml.txt", settingsText(params));
+    const zutl::FileError error = zutl::replaceFile(".", settingsFile, settingsText(params));
+    if (error.code != 0)
+        report(error.file, error.code);
+    return error.code == 0;
 }

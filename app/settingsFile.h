@@ -1,8 +1,13 @@
 #pragma once
-// The settings file "settings_xml.txt" in the working directory.
+// The settings file in the working directory.
 
 #include "cgiCommon.h"
 
-// Replaces the settings file by these settings, nothing escaped. False when they could not be written; the
-// file then holds what it held before. Throws std::bad_alloc when memory runs out, with the file untouched.
+constexpr const char* settingsFile = "settings_xml.txt";
+
+// Returns the text of a settings file, nothing escaped. Throws std::bad_alloc.
+zutl::String settingsText(const Settings& params);
+
+// Replaces the settings file by these settings, nothing escaped, and flushes it to disk. On failure reports
+// the cause and returns false. Throws std::bad_alloc, with the file unchanged.
 bool saveXML(const Settings& params);

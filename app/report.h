@@ -1,0 +1,14 @@
+#pragma once
+// Diagnostics for whoever operates the device.
+
+#include <string_view>
+
+// Prints "saveSettings: SUBJECT: CAUSE" as a line on standard error, unless that is the response itself.
+void report(std::string_view subject, std::string_view cause);
+
+// As above, with the system's text for an errno value as the cause.
+void report(std::string_view subject, int error);
+
+// Returns true if standard error and standard output are the same file: some web servers make both of them
+// the response.
+bool errorsReachResponse();
