@@ -1,85 +1,54 @@
-// A device to try the gateway with: a thermostat that takes over its settings at its start and at each
-// SIGUSR1. Usage: thermostat [DIRECTORY]    the folder with its web page, by default the working directory
+// A thermostat to try the gateway with. Usage: thermostat HTML-FOLDER
 
-#include "deviceSettings.h"
-#include "deviceState.h"
-#include "zutl_String.h"
+#include "zuap_Application.h"
 
-#include <csignal>
 #include <cstdio>
-#include <cstdlib>
-#include <unistd.h>
+#include <exception>
 
-namespace {
+using zuap::Setting;
 
-// The gateway signals only an application whose name stands in the marker file.
-constexpr const char* applicationName = "thermostat";
-constexpr const char* markerFile = "pid.cgi";
-constexpr const char* settingsFile = "settings_xml.txt";
-constexpr const char* stateFile = "state.json";
-
-// The signals this program lives by. They are blocked and waited for, so each is dealt with between two
-// readings and never in the middle of one; a SIGUSR1 that comes during a reading stays pending and brings
-// another reading.
-sigset_t awaitedSignals() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGUSR1);
-    sigaddset(&signals, SIGTERM);
-    sigaddset(&signals, SIGINT);
-    return signals;
+static void describe(zuap::Application& device) {
+    device.add(Setting::text("room", "Room name")
+                   .length(1, 40)
+                   .initially("Living room")
+                   .help("Shown on the display."));
+    device.add(Setting::choice("mode", "Mode")
+                   .option("heat", "Heat")
+                   .option("cool", "Cool")
+                   .option("auto", "Automatic"));
+    device.add(Setting::number("target", "Target temperature")
+                   .range("5", "30")
+                   .step("0.5")
+                   .unit("°C")
+                   .initially("20.5"));
+    device.add(Setting::onOff("away", "Nobody is at home").help("Saves energy until you switch this off."));
+    device.add(
+        Setting::number("brightness", "Brightness").range("0", "100").step("1").unit("%").initially("60"));
+    device.add(Setting::text("note", "Note").length(0, 160));
 }
 
-DeviceSettings takeOver(const DeviceSettings& lastGood) {
-    zutl::String text;
-    if (!text.fromFile(settingsFile)) {
-        return lastGood;
-    }
-    return readSettings(text, lastGood);
+// Here, a real thermostat would pass the new settings to its control loop.
+static void use(const zuap::Application& device) {
+    std::printf("%s: %lld tenths of a degree%s\n", device.value("room").c_str(), device.scaled("target", 1),
+                device.isOn("away") ? ", away" : "");
+    for (const zuap::Refusal& refusal : device.refusals())
+        std::printf("refused %s\n", refusal.reason.c_str());
+    std::fflush(stdout);
 }
-
-void publish(const DeviceSettings& settings, int revision) {
-    if (!publishState(stateFile, settings, getpid(), revision)) {
-        std::fprintf(stderr, "%s: cannot write %s\n", applicationName, stateFile);
-    }
-}
-
-void run(const sigset_t& signals) {
-    DeviceSettings settings = takeOver(DeviceSettings());
-    int revision = 1;
-    publish(settings, revision);
-
-    for (;;) {
-        const int signal = sigwaitinfo(&signals, nullptr);
-        if (signal == SIGTERM || signal == SIGINT) {
-            return;
-        }
-        if (signal == SIGUSR1) {
-            settings = takeOver(settings);
-            publish(settings, ++revision);
-        }
-    }
-}
-
-} // namespace
 
 int main(int argc, char* argv[]) {
-    if (argc > 2 || (argc == 2 && chdir(argv[1]) != 0)) {
-        std::fprintf(stderr, "Usage: %s [DIRECTORY]\n", applicationName);
-        return EXIT_FAILURE;
+    try {
+        zuap::Application device(argc == 2 ? argv[1] : ".");
+        describe(device);
+        if (!device.start()) {
+            std::fprintf(stderr, "thermostat: %s\n", device.error().c_str());
+            return 1;
+        }
+        do
+            use(device);
+        while (device.wait() == zuap::Event::changed);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "thermostat: %s\n", error.what());
+        return 1;
     }
-
-    // Blocked before the marker file invites the gateway to signal: an unblocked SIGUSR1 would end the
-    // program.
-    const sigset_t signals = awaitedSignals();
-    sigprocmask(SIG_BLOCK, &signals, nullptr);
-    if (!zutl::String::fromFormat("%s\n", applicationName).toFile(markerFile)) {
-        std::fprintf(stderr, "%s: cannot write %s\n", applicationName, markerFile);
-        return EXIT_FAILURE;
-    }
-
-    run(signals);
-    std::remove(markerFile);
-    std::remove(stateFile);
-    return EXIT_SUCCESS;
 }
