@@ -1,13 +1,11 @@
 // For scripts: an array with an object for each file.
 
-#include "utf8.h"
 #include "visitor.h"
+#include "zutl_Json.h"
 
 namespace dump {
 
 namespace {
-
-constexpr std::uint32_t replacement = 0xFFFD; // the character that stands for what is none
 
 class JsonPrinter : public Visitor {
 public:
@@ -86,7 +84,10 @@ private:
     // The exact bytes follow where a text cannot hold them.
     void text(const char* itsName, std::string_view text) {
         name(itsName);
-        if (!string(text))
+        std::string json;
+        const bool isExact = zutl::appendJsonString(json, text);
+        std::fwrite(json.data(), 1, json.size(), out);
+        if (!isExact)
             hex((std::string(itsName) + "Hex").c_str(), {reinterpret_cast<const unsigned char*>(text.data()),
                                                          static_cast<unsigned int>(text.size())});
     }
@@ -97,31 +98,10 @@ private:
             std::fprintf(out, "%02X", *bytes.from);
         std::putc('"', out);
     }
-    bool string(std::string_view text);
-
     std::FILE* const out;
     int depth = 1;
     bool isFirst = true; // in the innermost array or object
 };
-
-// False when bytes that are no UTF-8 had to be replaced.
-bool JsonPrinter::string(std::string_view text) {
-    bool isExact = true;
-    std::putc('"', out);
-    while (!text.empty()) {
-        const Character character = firstCharacter(text);
-        isExact = isExact && character.isValid;
-        if (character.escape != 0)
-            std::fprintf(out, "\\%c", character.escape);
-        else if (character.isHarmless)
-            std::fwrite(text.data(), 1, character.length, out);
-        else
-            std::fprintf(out, "\\u%04X", character.isValid ? character.code : replacement);
-        text.remove_prefix(character.length);
-    }
-    std::putc('"', out);
-    return isExact;
-}
 
 } // namespace
 

@@ -1,6 +1,6 @@
 // For people: one line for each object and remark, led by its offset.
 
-#include "utf8.h"
+#include "escaped.h"
 #include "visitor.h"
 
 #include <algorithm>
@@ -17,7 +17,7 @@ public:
     explicit TextPrinter(std::FILE* to) : out(to) {}
 
     void beginFile(std::string_view path, const char* kind, size_t size) override {
-        printEscaped(out, path);
+        std::fputs(escaped(path).c_str(), out);
         std::fprintf(out, ": %s, %s\n", kind, amountOf(size).c_str());
     }
     void endFile(bool /*isWhole*/) override {}
@@ -76,7 +76,7 @@ private:
     }
     void quote(std::string_view text) {
         std::putc('"', out);
-        printEscaped(out, text);
+        std::fputs(escaped(text).c_str(), out);
         std::putc('"', out);
     }
     static std::string typeText(const Object& object) {
@@ -96,20 +96,6 @@ private:
 
 std::unique_ptr<Visitor> textPrinter(std::FILE* to) {
     return std::make_unique<TextPrinter>(to);
-}
-
-void printEscaped(std::FILE* to, std::string_view text) {
-    while (!text.empty()) {
-        const Character character = firstCharacter(text);
-        if (character.escape != 0)
-            std::fprintf(to, "\\%c", character.escape);
-        else if (character.isHarmless)
-            std::fwrite(text.data(), 1, character.length, to);
-        else
-            for (const char byte : text.substr(0, character.length))
-                std::fprintf(to, "\\x%02X", static_cast<unsigned int>(static_cast<unsigned char>(byte)));
-        text.remove_prefix(character.length);
-    }
 }
 
 } // namespace dump

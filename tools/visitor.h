@@ -1,7 +1,8 @@
 #pragma once
-// What there is to tell of files, in the order of their bytes. The walk tells it, the printers show it.
+// The events of a walk over files, in the order of their bytes. The walk reports them, the printers show
+// them.
 
-#include "form.h"
+#include "encoding.h"
 #include "zutl_String.h"
 
 #include <cstdio>
@@ -13,52 +14,55 @@
 namespace dump {
 
 struct Object {
-    unsigned int offset; // in the file, of the object's header, of its key, or of its form
+    unsigned int offset; // in the file: of the object's header, of its key, or of its encoding
     unsigned int typeId;
     std::string typeName;               // empty for an unknown type
-    std::optional<unsigned int> length; // of its form; a map does not say the lengths of its values
+    std::optional<unsigned int> length; // of its encoding, in bytes; maps do not store it for their values
     const zutl::String* key;            // of a map's entry, else null
 };
 
-// A note is worth knowing and hinders no reader; damage does.
+// A reader of the library accepts what a note is about, and refuses or loses something where there is damage.
 enum class Remark { note, damage };
 
 class Visitor {
 public:
     virtual ~Visitor() = default;
 
-    // A file is begun, its objects and remarks follow, and it is ended; or it cannot be read.
+    // Starts a file of `size` bytes; its objects and remarks follow.
     virtual void beginFile(std::string_view path, const char* kind, size_t size) = 0;
+
+    // Ends the file. `isWhole` is false if there was damage.
     virtual void endFile(bool isWhole) = 0;
+
+    // Reports a file that cannot be read, instead of beginFile and endFile.
     virtual void unreadable(std::string_view path, const char* reason) = 0;
 
-    // Between begin and end of an object stands its value: nothing for a marker; one of the three; or,
-    // between begin and end of items, objects and remarks.
+    // Starts an object. Its value follows: nothing for a marker, one call of value(), or objects and remarks
+    // between beginItems() and endItems().
     virtual void beginObject(const Object& object) = 0;
     virtual void value(std::string_view value) = 0;
     virtual void value(int value) = 0;
-    virtual void value(Block value) = 0; // of an unknown type, or what the type's reader refuses
+    virtual void value(Block value) = 0; // bytes of an unknown type, or that the type's reader refuses
     virtual void beginItems() = 0;
     virtual void endItems() = 0;
     virtual void endObject() = 0;
 
+    // Reports what is unusual at `offset`.
     virtual void remark(Remark kind, unsigned int offset, const std::string& text) = 0;
 
-    // Comes once, behind all files.
+    // Called once, after all files.
     virtual void finish() = 0;
 };
 
-// They print to the file and do not look whether it takes it.
+// Returns a visitor that prints lines of text. Errors of the file are left for the caller to check.
 std::unique_ptr<Visitor> textPrinter(std::FILE* to);
+
+// Returns a visitor that prints one JSON document. Errors of the file are left for the caller to check.
 std::unique_ptr<Visitor> jsonPrinter(std::FILE* to);
 
-// A number of bytes, as a text.
+// Returns "1 byte", "2 bytes" and so on.
 inline zutl::String amountOf(size_t bytes) {
     return zutl::String::fromFormat("%zu byte%s", bytes, bytes == 1 ? "" : "s");
 }
-
-// The text as a terminal can take it: with escapes as in C for what is not harmless, for quotes and
-// backslashes.
-void printEscaped(std::FILE* to, std::string_view text);
 
 } // namespace dump

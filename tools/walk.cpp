@@ -12,20 +12,47 @@ namespace {
 
 using zutl::String;
 
-// No writer nests so deep. A hostile file would, until the stack is full.
-constexpr unsigned int mostLevels = 32;
+// Bounds the recursion on hostile files; no writer nests this deep.
+constexpr unsigned int maximumDepth = 32;
 
-// What stands behind a header that announces a length, as far as it is there.
+// A header that announces the length of what follows, and as much of that as the file holds.
 struct Frame {
     Block start; // from the header on
     unsigned int announced;
-    Block form;
-    bool isCut;
+    Block content;
+    bool isTruncated;
 
     Frame(Block block, unsigned int headerSize, unsigned int length)
         : start(block),
-          announced(length), form{block.from + headerSize, std::min(length, block.length - headerSize)},
-          isCut(length > form.length) {}
+          announced(length), content{block.from + headerSize, std::min(length, block.length - headerSize)},
+          isTruncated(length > content.length) {}
+};
+
+// What the walk knows of truncated frames.
+struct Truncation {
+    bool inside = false;   // the current frame or one around it is truncated
+    bool reported = false; // the bytes missing at the end of the current frame have been reported
+};
+
+// The walk through one frame. Of several nested truncated frames, the innermost is reported, where a reader
+// notices the loss, and the outermost, which shows how much is missing.
+class FrameScope {
+public:
+    FrameScope(Truncation& truncation, bool frameIsTruncated)
+        : state(truncation), outer(truncation), isTruncated(frameIsTruncated) {
+        state = {outer.inside || isTruncated, false};
+    }
+    FrameScope(const FrameScope&) = delete;
+    FrameScope& operator=(const FrameScope&) = delete;
+    ~FrameScope() { state = {outer.inside, outer.reported || isTruncated}; }
+
+    // Returns true if this frame has to be reported.
+    bool mustReport() const { return isTruncated && (!state.reported || !outer.inside); }
+
+private:
+    Truncation& state;
+    const Truncation outer;
+    const bool isTruncated;
 };
 
 class Walk {
@@ -34,7 +61,7 @@ public:
 
     void objectFile();
     void records(Block content);
-    void bareForm(unsigned int typeId);
+    void bareObject(unsigned int typeId);
     bool isWhole() const { return !damaged; }
 
 private:
@@ -42,30 +69,29 @@ private:
     void note(Block at, const String& text) { visitor.remark(Remark::note, offsetOf(at), text); }
     void damage(Block at, const String& text);
 
-    // What stands in a frame, told with what is missing of it; an object there, which may leave some of its
-    // form.
+    // Runs `walkInside` inside the frame and reports what is missing of it.
     template <typename Inside>
     void inside(const Frame& frame, Inside walkInside);
+    // Walks over the object in the frame. Returns the bytes of the frame that the object does not use.
     Block framed(const Frame& frame, unsigned int typeId);
     template <typename Each>
     void eachRecord(Block content, Each each);
     void record(const Frame& frame, unsigned int typeId);
     void list(Block content, unsigned int elementId);
 
-    // These step over the form. False when it does not tell where it ends.
-    bool object(Object object, Block& form, bool isCut);
-    bool simple(const Object& object, Shape shape, Block& form, bool isCut);
-    bool stream(const Type& type, Block& form);
-    bool map(unsigned int valueId, Block& form);
-    bool refused(const char* what, unsigned int least, Block form);
-    void compareLength(Block form, const String& text);
+    // Remove the object's bytes from `encoding`. Return false if its end cannot be determined.
+    bool object(Object object, Block& encoding, bool isTruncated);
+    bool simple(const Object& object, Shape shape, Block& encoding, bool isTruncated);
+    bool stream(const Type& type, Block& encoding);
+    bool map(unsigned int valueId, Block& encoding);
+    bool refused(const char* what, unsigned int least, Block encoding);
+    void compareLength(Block encoding, const String& text);
 
     const Block file;
     Visitor& visitor;
     bool damaged = false;
-    unsigned int levels = 0;
-    bool isInCut = false;   // the current frame or one around it is cut
-    bool cutIsTold = false; // that bytes are missing at the end of the current frame was told
+    unsigned int depth = 0;
+    Truncation truncation;
 };
 
 void Walk::damage(Block at, const String& text) {
@@ -75,23 +101,19 @@ void Walk::damage(Block at, const String& text) {
 
 // --- Frames
 
-// Of cut frames within each other the innermost tells where it is felt, the outermost how much is missing.
 template <typename Inside>
 void Walk::inside(const Frame& frame, Inside walkInside) {
-    const bool outerIsCut = std::exchange(isInCut, isInCut || frame.isCut);
-    const bool outerIsTold = std::exchange(cutIsTold, false);
+    const FrameScope scope(truncation, frame.isTruncated);
     walkInside();
-    if (frame.isCut && (!cutIsTold || !outerIsCut))
+    if (scope.mustReport())
         damage(frame.start, String::fromFormat("%s announced, %u left", amountOf(frame.announced).c_str(),
-                                               frame.form.length));
-    isInCut = outerIsCut;
-    cutIsTold = outerIsTold || frame.isCut;
+                                               frame.content.length));
 }
 
 Block Walk::framed(const Frame& frame, unsigned int typeId) {
-    Block rest = frame.form;
+    Block rest = frame.content;
     inside(frame, [&] {
-        if (!object({offsetOf(frame.start), typeId, {}, frame.announced, nullptr}, rest, frame.isCut))
+        if (!object({offsetOf(frame.start), typeId, {}, frame.announced, nullptr}, rest, frame.isTruncated))
             rest.length = 0;
     });
     return rest;
@@ -102,13 +124,13 @@ void Walk::eachRecord(Block content, Each each) {
     while (content.length > 0) {
         zusl::Record record;
         if (!zusl::readRecordHeader(content.from, content.length, record)) {
-            cutIsTold = true;
+            truncation.reported = true;
             return damage(content, String::fromFormat("a record's header takes %u bytes, %u left",
                                                       zusl::recordHeaderSize, content.length));
         }
         const Frame frame(content, zusl::recordHeaderSize, record.length);
         each(frame, record.typeId);
-        content.skip(zusl::recordHeaderSize + frame.form.length);
+        content.skip(zusl::recordHeaderSize + frame.content.length);
     }
 }
 
@@ -118,7 +140,7 @@ void Walk::record(const Frame& frame, unsigned int typeId) {
         note(frame.start, String::fromFormat("the reserved field holds %u instead of 0", reserved));
     const Block rest = framed(frame, typeId);
     if (rest.length > 0)
-        note(rest, amountOf(rest.length) + " behind the form, not read");
+        note(rest, amountOf(rest.length) + " after the object, not read");
 }
 
 // --- Files
@@ -135,116 +157,119 @@ void Walk::objectFile() {
                       zutl::load32(file.from + zusl::objectFileLengthOffset));
     const Block rest = framed(frame, zutl::load16(file.from + zusl::objectFileTypeOffset));
     if (rest.length > 0)
-        damage(rest, amountOf(rest.length) + " of the announced length behind the form");
-    Block behind = file;
-    behind.skip(zusl::objectFileHeaderSize + frame.form.length);
-    if (behind.length > 0)
-        note(behind, amountOf(behind.length) + " behind the object, not read");
+        damage(rest, amountOf(rest.length) + " of the announced length after the object");
+    Block trailing = file;
+    trailing.skip(zusl::objectFileHeaderSize + frame.content.length);
+    if (trailing.length > 0)
+        note(trailing, amountOf(trailing.length) + " after the object, not read");
 }
 
-void Walk::bareForm(unsigned int typeId) {
+void Walk::bareObject(unsigned int typeId) {
     Block rest = file;
     if (object({0, typeId, {}, file.length, nullptr}, rest, false) && rest.length > 0)
-        note(rest, amountOf(rest.length) + " behind the form, not read");
+        note(rest, amountOf(rest.length) + " after the object, not read");
 }
 
-// --- Forms
+// --- Objects
 
-bool Walk::object(Object object, Block& form, bool isCut) {
-    const Type type = typeOf(object.typeId, form);
+bool Walk::object(Object object, Block& encoding, bool isTruncated) {
+    const Type type = typeOf(object.typeId, encoding);
     object.typeName = type.name;
     if (!type.isContainer())
-        return simple(object, type.shape, form, isCut);
+        return simple(object, type.shape, encoding, isTruncated);
     visitor.beginObject(object);
-    if (levels == mostLevels) {
-        visitor.value(form);
+    if (depth == maximumDepth) {
+        visitor.value(encoding);
         visitor.endObject();
-        damage(form, String::fromFormat("nested in more than %u levels", mostLevels));
+        damage(encoding, String::fromFormat("nested in more than %u levels", maximumDepth));
         return false;
     }
-    ++levels;
+    ++depth;
     visitor.beginItems();
-    const bool isGood = type.shape == Shape::map ? map(type.inner, form) : stream(type, form);
+    const bool isGood = type.shape == Shape::map ? map(type.inner, encoding) : stream(type, encoding);
     visitor.endItems();
-    --levels;
+    --depth;
     visitor.endObject();
     return isGood;
 }
 
-bool Walk::simple(const Object& object, Shape shape, Block& form, bool isCut) {
-    const Block start = form;
+bool Walk::simple(const Object& object, Shape shape, Block& encoding, bool isTruncated) {
+    const Block start = encoding;
     String text;
     zutl::Integer number;
     visitor.beginObject(object);
-    const bool isText = !isCut && shape == Shape::text && take(text, form);
-    const bool isNumber = !isCut && shape == Shape::integer && take(number, form);
+    const bool isText = !isTruncated && shape == Shape::text && take(text, encoding);
+    const bool isNumber = !isTruncated && shape == Shape::integer && take(number, encoding);
     const bool isTaken = isText || isNumber || shape == Shape::marker;
     if (isText)
         visitor.value(text);
     else if (isNumber)
         visitor.value(number.value);
     else if (!isTaken)
-        visitor.value(form);
+        visitor.value(encoding);
     visitor.endObject();
 
     if (isText)
         compareLength(start, text);
     if (!isTaken)
-        form.skip(form.length);
-    if (isTaken || isCut || shape == Shape::unknown)
+        encoding.skip(encoding.length);
+    if (isTaken || isTruncated || shape == Shape::unknown)
         return true;
     return shape == Shape::text ? refused("a text", String().getBinLength(), start)
                                 : refused("an integer", number.getBinLength(), start);
 }
 
-// Says why the library's reader refuses the form.
-bool Walk::refused(const char* what, unsigned int least, Block form) {
-    cutIsTold = true;
-    if (form.length < least)
-        damage(form, String::fromFormat("%s takes at least %u bytes, %u left", what, least, form.length));
+// Reports why the library's reader refuses the encoding. Returns false.
+bool Walk::refused(const char* what, unsigned int least, Block encoding) {
+    truncation.reported = true;
+    if (encoding.length < least)
+        damage(encoding,
+               String::fromFormat("%s takes at least %u bytes, %u left", what, least, encoding.length));
     else
-        damage(form, String::fromFormat("%s without its zero byte", what));
+        damage(encoding, String::fromFormat("%s without its zero byte", what));
     return false;
 }
 
-// A reader goes by the zero byte; a length that says otherwise shows that the text was cut or changed.
-void Walk::compareLength(Block form, const String& text) {
-    const unsigned int announced = zutl::load32(form.from);
+// Readers only use the zero byte, but a different length shows that the text was truncated or changed.
+void Walk::compareLength(Block encoding, const String& text) {
+    const unsigned int announced = zutl::load32(encoding.from);
     if (announced != text.size())
-        note(form, String::fromFormat("a text of %s, its length says %u", amountOf(text.size()).c_str(),
-                                      announced));
+        note(encoding, String::fromFormat("a text of %s, its length says %u", amountOf(text.size()).c_str(),
+                                          announced));
 }
 
-bool Walk::map(unsigned int valueId, Block& form) {
-    const Block start = form;
+bool Walk::map(unsigned int valueId, Block& encoding) {
+    const Block start = encoding;
     zutl::Integer count;
-    if (!take(count, form))
+    if (!take(count, encoding))
         return refused("a map's count", count.getBinLength(), start);
     if (count < 0)
-        note(start, String::fromFormat("a count of %d, which stands for an empty map", count.value));
+        note(start, String::fromFormat("a count of %d, which means an empty map", count.value));
     for (int found = 0; found < count; ++found) {
-        const Block entry = form;
-        if (form.length == 0) {
-            cutIsTold = true;
-            return damage(form, String::fromFormat("the count says %d, %d there", count.value, found)), false;
+        const Block entry = encoding;
+        if (encoding.length == 0) {
+            truncation.reported = true;
+            return damage(encoding, String::fromFormat("the count says %d, %d there", count.value, found)),
+                   false;
         }
         String key;
-        if (!take(key, form))
+        if (!take(key, encoding))
             return refused("a key", key.getBinLength(), entry);
         compareLength(entry, key);
-        if (!object({offsetOf(entry), valueId, {}, {}, &key}, form, false))
+        if (!object({offsetOf(entry), valueId, {}, {}, &key}, encoding, false))
             return false;
     }
     return true;
 }
 
-bool Walk::stream(const Type& type, Block& form) {
-    if (form.length < zusl::streamContentOffset)
-        return refused("a stream's size", zusl::streamContentOffset, form);
-    const Frame frame(form, zusl::streamContentOffset, zutl::load32(form.from));
-    inside(frame, [&] { type.shape == Shape::list ? list(frame.form, type.inner) : records(frame.form); });
-    form.skip(zusl::streamContentOffset + frame.form.length);
-    return !frame.isCut;
+bool Walk::stream(const Type& type, Block& encoding) {
+    if (encoding.length < zusl::streamContentOffset)
+        return refused("a stream's size", zusl::streamContentOffset, encoding);
+    const Frame frame(encoding, zusl::streamContentOffset, zutl::load32(encoding.from));
+    inside(frame,
+           [&] { type.shape == Shape::list ? list(frame.content, type.inner) : records(frame.content); });
+    encoding.skip(zusl::streamContentOffset + frame.content.length);
+    return !frame.isTruncated;
 }
 
 void Walk::list(Block content, unsigned int elementId) {
@@ -252,7 +277,7 @@ void Walk::list(Block content, unsigned int elementId) {
     zutl::Integer named;
     zutl::Integer count;
     if (!takeRecord(named, content) || !takeRecord(count, content)) {
-        if (!isInCut)
+        if (!truncation.inside)
             damage(start, "a list without the two integers at its beginning");
         return records(start);
     }
@@ -261,7 +286,7 @@ void Walk::list(Block content, unsigned int elementId) {
     int found = 0;
     eachRecord(content, [&](const Frame& frame, unsigned int typeId) {
         if (found++ >= count)
-            return inside(frame, [] {}); // not read, but it must be there
+            return inside(frame, [] {}); // not read, but it must be complete
         if (typeId != elementId)
             damage(frame.start, String::fromFormat("type %u in a list of type %u", typeId, elementId));
         record(frame, typeId);
@@ -269,17 +294,18 @@ void Walk::list(Block content, unsigned int elementId) {
     const String counts = String::fromFormat("the count says %d, %d there", count.value, found);
     if (found > std::max<int>(count, 0))
         note(start, counts);
-    else if (found < count && !isInCut)
+    else if (found < count && !truncation.inside)
         damage(start, counts);
 }
 
 } // namespace
 
 Layout layoutOf(Block file) {
-    constexpr unsigned int bytesToTell = zusl::recordReservedOffset + sizeof(std::uint16_t);
-    if (file.length >= bytesToTell && zutl::load16(file.from + zusl::recordReservedOffset) != 0)
+    constexpr unsigned int bytesNeeded = zusl::recordReservedOffset + sizeof(std::uint16_t);
+    if (file.length >= bytesNeeded && zutl::load16(file.from + zusl::recordReservedOffset) != 0)
         return {Layout::objectFile};
-    // The lower half of a length may be 0, too; then the whole of it decides, unless records fit as well.
+    // The lower half of a length may also be 0. The whole length then decides, unless the file is whole
+    // records.
     const bool fits =
         file.length >= zusl::objectFileHeaderSize &&
         zutl::load32(file.from + zusl::objectFileLengthOffset) == file.length - zusl::objectFileHeaderSize;
@@ -288,7 +314,7 @@ Layout layoutOf(Block file) {
 }
 
 bool walk(std::string_view path, Block file, const Layout& layout, Visitor& visitor) {
-    static constexpr const char* names[] = {"object file", "saved stream", "binary form"};
+    static constexpr const char* names[] = {"object file", "saved stream", "bare object"};
     Walk walk(file, visitor);
     visitor.beginFile(path, names[layout.kind], file.length);
     if (layout.kind == Layout::objectFile)
@@ -296,7 +322,7 @@ bool walk(std::string_view path, Block file, const Layout& layout, Visitor& visi
     else if (layout.kind == Layout::savedStream)
         walk.records(file);
     else
-        walk.bareForm(layout.typeId);
+        walk.bareObject(layout.typeId);
     visitor.endFile(walk.isWhole());
     return walk.isWhole();
 }

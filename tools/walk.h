@@ -1,22 +1,22 @@
 #pragma once
-// The walk over the bytes of a file. It goes as far as the library's readers would, and says where they would
-// not.
+// Walks over the bytes of a file as far as the library's readers would, and reports where they would stop.
 
 #include "visitor.h"
 
 namespace dump {
 
-// What the bytes are: an object file, the records of a saved stream, or the bare form of the type.
+// What a file holds: an object file, the records of a saved stream, or the bare encoding of an object of type
+// `typeId`.
 struct Layout {
-    enum Kind { objectFile, savedStream, form } kind;
+    enum Kind { objectFile, savedStream, bareObject } kind;
     unsigned int typeId = 0;
 };
 
-// Neither kind of file has a mark. Behind the type id a record has two bytes of 0, an object file the lower
-// half of its length.
+// Guesses whether the file is an object file or a saved stream. Neither has a magic number, but after the
+// type id a record has two zero bytes and an object file the lower half of its length.
 Layout layoutOf(Block file);
 
-// Tells the visitor of a file. Whether it is whole.
+// Reports the file to the visitor. Returns true if it is whole.
 bool walk(std::string_view path, Block file, const Layout& layout, Visitor& visitor);
 
 } // namespace dump

@@ -1,5 +1,6 @@
-// zudump: shows what files of the library's binary forms hold, and where damaged ones stop making sense.
+// zudump: shows what the library's binary files hold, and where and why a damaged one becomes unreadable.
 
+#include "escaped.h"
 #include "walk.h"
 #include "zusl_List.h"
 #include "zusl_Map.h"
@@ -19,18 +20,19 @@
 
 namespace {
 
-// The exit status; of several files the highest counts.
+// The exit status: the highest of all files.
 enum Status { whole, damaged, unusable };
 
 constexpr const char* usage = "Usage: zudump [--json] [--as KIND] FILE...\n";
 constexpr const char* help =
-    "Shows what each FILE holds: an object file, a saved stream, or a binary form. - is the standard input.\n"
+    "Shows what each FILE holds: an object file, a saved stream, or the bytes of one object.\n"
+    "- is the standard input.\n"
     "\n"
-    "  --as KIND   what the files are: object, records (a saved stream), or the bare form of a type:\n"
-    "              string, integer, list and map (of strings), stream, or a type id;\n"
-    "              without it object files and saved streams are told apart\n"
+    "  --as KIND   what the files are: object, records (a saved stream), or the bare encoding of\n"
+    "              a string, integer, list or map (of strings), stream, or of a type id;\n"
+    "              by default object files and saved streams are recognised\n"
     "  --json      prints one JSON document\n"
-    "  --help      prints this\n"
+    "  --help      prints this help\n"
     "\n"
     "Exits with 0 when all files are whole, 1 when one is damaged, 2 when one cannot be read.\n";
 
@@ -45,25 +47,25 @@ std::optional<dump::Layout> parseKind(std::string_view kind) {
     const std::pair<std::string_view, Layout> names[] = {
         {"object", {Layout::objectFile}},
         {"records", {Layout::savedStream}},
-        {"string", {Layout::form, zutl::String().getTypeId()}},
-        {"integer", {Layout::form, zutl::Integer().getTypeId()}},
-        {"list", {Layout::form, zusl::List<zutl::String>().getTypeId()}},
-        {"map", {Layout::form, zusl::StringMap<zutl::String>().getTypeId()}},
-        {"stream", {Layout::form, zusl::MemIOStream().getTypeId()}},
+        {"string", {Layout::bareObject, zutl::String().getTypeId()}},
+        {"integer", {Layout::bareObject, zutl::Integer().getTypeId()}},
+        {"list", {Layout::bareObject, zusl::List<zutl::String>().getTypeId()}},
+        {"map", {Layout::bareObject, zusl::StringMap<zutl::String>().getTypeId()}},
+        {"stream", {Layout::bareObject, zusl::MemIOStream().getTypeId()}},
     };
     for (const auto& [name, layout] : names)
         if (name == kind)
             return layout;
     std::uint16_t typeId = 0;
     const char* const end = kind.data() + kind.size();
-    const auto [behind, error] = std::from_chars(kind.data(), end, typeId);
-    const bool isNumber = error == std::errc() && behind == end;
+    const auto [stop, error] = std::from_chars(kind.data(), end, typeId);
+    const bool isNumber = error == std::errc() && stop == end;
     if (!isNumber || dump::typeOf(typeId, dump::Block()).shape == dump::Shape::unknown)
         return std::nullopt;
-    return Layout{Layout::form, typeId};
+    return Layout{Layout::bareObject, typeId};
 }
 
-// Leaves the files behind the options. False for options that are none.
+// Parses the options and leaves `optind` at the first file. Returns false for wrong usage.
 bool parseOptions(int count, char** arguments, Options& options) {
     static const option known[] = {{"as", required_argument, nullptr, 'a'},
                                    {"json", no_argument, nullptr, 'j'},
@@ -83,11 +85,11 @@ bool parseOptions(int count, char** arguments, Options& options) {
 
 void complain(std::string_view about, const char* reason) {
     std::fputs("zudump: ", stderr);
-    dump::printEscaped(stderr, about);
+    std::fputs(escaped(about).c_str(), stderr);
     std::fprintf(stderr, ": %s\n", reason);
 }
 
-// False, with errno set, for what cannot be read or is larger than 32 bits can tell.
+// Reads to the end. Returns false, with errno set, if that fails or there are more than 2^32 - 1 bytes.
 bool readRest(int descriptor, std::vector<unsigned char>& bytes) {
     constexpr size_t step = 65536;
     for (size_t used = 0; used <= std::numeric_limits<std::uint32_t>::max();) {

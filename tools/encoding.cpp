@@ -1,4 +1,4 @@
-#include "form.h"
+#include "encoding.h"
 
 #include "zusl_MemIOStream.h"
 #include "zusl_Record.h"
@@ -25,16 +25,16 @@ bool takeRecord(zutl::Integer& number, Block& block) {
     return take(number, payload);
 }
 
-// The form of a list says what its elements are.
-static bool isListOf(unsigned int elementId, Block form) {
+// Returns true if the encoding is that of a list which names `elementId` as the type of its elements.
+static bool isListOf(unsigned int elementId, Block encoding) {
     zutl::Integer named;
-    if (form.length < zusl::streamContentOffset)
+    if (encoding.length < zusl::streamContentOffset)
         return false;
-    form.skip(zusl::streamContentOffset);
-    return takeRecord(named, form) && static_cast<unsigned int>(named) == elementId;
+    encoding.skip(zusl::streamContentOffset);
+    return takeRecord(named, encoding) && static_cast<unsigned int>(named) == elementId;
 }
 
-Type typeOf(unsigned int id, Block form) {
+Type typeOf(unsigned int id, Block encoding) {
     const auto describe = [](const zusl::Serializable& object, Shape shape) {
         return Type{object.getTypeId(), shape, object.getTypeName()};
     };
@@ -45,14 +45,14 @@ Type typeOf(unsigned int id, Block form) {
         if (type.id == id)
             return type;
 
-    const auto nameBehind = [id](unsigned int containerIds) {
+    const auto innerName = [id](unsigned int containerIds) {
         return id > containerIds ? typeOf(id - containerIds, Block()).name : std::string();
     };
     // A marker is never read, so there are no lists of markers.
     const bool isListOfMarkers = id == zusl::listTypeIds + zusl::EndOfFile::typeId;
-    const std::string element = isListOfMarkers ? std::string() : nameBehind(zusl::listTypeIds);
-    const std::string value = nameBehind(zusl::stringMapTypeIds);
-    if (!element.empty() && (value.empty() || isListOf(id - zusl::listTypeIds, form)))
+    const std::string element = isListOfMarkers ? std::string() : innerName(zusl::listTypeIds);
+    const std::string value = innerName(zusl::stringMapTypeIds);
+    if (!element.empty() && (value.empty() || isListOf(id - zusl::listTypeIds, encoding)))
         return {id, Shape::list, element + "List", id - zusl::listTypeIds};
     if (!value.empty())
         return {id, Shape::map, value + "StringMap", id - zusl::stringMapTypeIds};

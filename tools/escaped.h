@@ -1,0 +1,9 @@
+#pragma once
+// Text that may come from anywhere, in a form fit for a terminal.
+
+#include <string>
+#include <string_view>
+
+// Returns `text` so that it cannot control a terminal: with C escapes for what is not harmless, for quotes
+// and for backslashes.
+std::string escaped(std::string_view text);
