@@ -1,22 +1,28 @@
-# zu_harden: the usual hardening flags for the library and the program that stand on a device.
+# zu_harden: the usual hardening flags for the library and the programs.
 include(CheckCXXCompilerFlag)
 include(CheckCXXSourceCompiles)
 
-option(ZU_HARDENING "Build with stack protector, fortified C library calls, full RELRO and control-flow protection" ON)
+option(ZU_HARDENING "Build with stack protector, checked library calls, full RELRO and control-flow protection" ON)
 
 add_library(zu_harden INTERFACE)
 if(ZU_HARDENING)
+  # An index out of range, or a character of an empty string, ends the program.
+  target_compile_definitions(zu_harden INTERFACE _GLIBCXX_ASSERTIONS)
   target_compile_options(zu_harden INTERFACE -fstack-protector-strong)
-  target_compile_options(zu_harden INTERFACE # needs optimisation
-    "$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
-  foreach(flag -fcf-protection -fstack-clash-protection -mbranch-protection=standard)
+  foreach(flag -fcf-protection -fstack-clash-protection -mbranch-protection=standard -ftrivial-auto-var-init=zero)
     string(MAKE_C_IDENTIFIER "ZU_HAS${flag}" has)
     check_cxx_compiler_flag("${flag} -Werror" ${has})
     if(${has})
       target_compile_options(zu_harden INTERFACE ${flag})
     endif()
   endforeach()
-  target_link_options(zu_harden INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
+  set(CMAKE_REQUIRED_FLAGS "-O2 -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3 -Werror")
+  check_cxx_source_compiles("#include <cstdio>\nint main() { return 0; }" ZU_HAS_FORTIFY_3)
+  unset(CMAKE_REQUIRED_FLAGS)
+  target_compile_options(zu_harden INTERFACE # needs optimisation
+    "$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=$<IF:$<BOOL:${ZU_HAS_FORTIFY_3}>,3,2>>")
+  # With code in segments of its own, read-only data is not executable.
+  target_link_options(zu_harden INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack,-z,separate-code)
 endif()
 
 # Relocations of a position independent program in few bytes, which the C library applies from version 2.36 on. `link` is

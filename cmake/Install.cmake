@@ -9,17 +9,21 @@ set(package ${CMAKE_INSTALL_LIBDIR}/cmake/zu)
 # The public headers and those that they include. They are included by their bare names, so they have a folder of
 # their own.
 set(headers
+  application/zuap.h
+  application/zuap_Application.h
+  application/zuap_Setting.h
+  application/zuap_SettingsFile.h
   misc/zu_Functions.h
   misc/zust_Wait.h
-  misc/zutl_Block.h
   misc/zutl_ByteOrder.h
-  misc/zutl_ByteSet.h
   misc/zutl_Exception.h
   misc/zutl_File.h
   misc/zutl_Integer.h
+  misc/zutl_Length32.h
   misc/zutl_SmartArray.h
   misc/zutl_String.h
   misc/zutl_url.h
+  streams/zusl_Element.h
   streams/zusl_List.h
   streams/zusl_Map.h
   streams/zusl_MemIOStream.h
@@ -60,12 +64,13 @@ if(ZU_XML_BACKEND STREQUAL "pugixml" AND NOT BUILD_SHARED_LIBS)
 endif()
 configure_file(${CMAKE_CURRENT_LIST_DIR}/zu.pc.in ${PROJECT_BINARY_DIR}/zu.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/zu.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
-install(FILES ${PROJECT_SOURCE_DIR}/docs/library.md ${PROJECT_SOURCE_DIR}/docs/formats.md
+install(FILES
+  ${PROJECT_SOURCE_DIR}/docs/application.md ${PROJECT_SOURCE_DIR}/docs/formats.md ${PROJECT_SOURCE_DIR}/docs/library.md
   DESTINATION ${documents}/libzu-dev COMPONENT development)
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE RENAME copyright DESTINATION ${documents}/libzu-dev COMPONENT development)
 
 file(RELATIVE_PATH way_to_library ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
-foreach(manual saveSettings.8 zudump.1)
+foreach(manual saveSettings.8 zudump.1 zusettings.1)
   get_filename_component(program ${manual} NAME_WLE)
   get_filename_component(section ${manual} LAST_EXT)
   string(REPLACE "." "man" section ${section})
@@ -81,8 +86,19 @@ endforeach()
 if(TARGET saveSettings)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/demo/servers/
     DESTINATION ${documents}/savesettings/examples COMPONENT runtime)
-  install(FILES ${PROJECT_SOURCE_DIR}/docs/deploy.md DESTINATION ${documents}/savesettings COMPONENT runtime)
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/packaging/systemd
+    DESTINATION ${documents}/savesettings/examples COMPONENT runtime)
+  install(FILES ${PROJECT_SOURCE_DIR}/packaging/inittab
+    DESTINATION ${documents}/savesettings/examples COMPONENT runtime)
+  install(FILES ${PROJECT_SOURCE_DIR}/docs/deploy.md ${PROJECT_SOURCE_DIR}/docs/page.md
+    DESTINATION ${documents}/savesettings COMPONENT runtime)
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/page DESTINATION ${CMAKE_INSTALL_DATADIR}/savesettings COMPONENT runtime)
   install(FILES ${PROJECT_SOURCE_DIR}/LICENSE RENAME copyright DESTINATION ${documents}/savesettings COMPONENT runtime)
+endif()
+
+if(TARGET zusettings)
+  install(FILES ${PROJECT_SOURCE_DIR}/tools/completion/zusettings
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT runtime)
 endif()
 
 if(TOP_LEVEL AND NOT BUILD_SHARED_LIBS)

@@ -23,8 +23,10 @@ A CGI program: a web page posts a form, saveSettings writes the fields to a
 file, signals the application, and sends the browser back to the page with
 the outcome.
 
-It comes with configurations of several web servers, and with zudump, which
-shows what the binary files of the library zu hold.")
+It comes with configurations of several web servers, with a page that builds
+itself from the settings of an application, with zusettings, which changes
+them from the command line, and with zudump, which shows what the binary
+files of the library zu hold.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libzu-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
