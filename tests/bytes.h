@@ -3,9 +3,11 @@
 #include "zusl_Stream.h"
 #include "zutl_Exception.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <sys/mman.h>
 #include <vector>
 
 // Bytes as two hexadecimal digits each, separated by blanks.
@@ -34,10 +36,16 @@ inline std::string binaryForm(const zusl::Serializable& object) {
                                     : "toBin wrote another length";
 }
 
-// Reads from a block of exactly these bytes, so that a sanitizer sees a byte read beyond them.
+// Reads from bytes that end where memory ends, so that reading one more ends the test.
 inline unsigned int readForm(zusl::Serializable& object, const std::string& bytes) {
-    const std::vector<unsigned char> exact(bytes.begin(), bytes.end());
-    return object.fromBin(exact.data(), static_cast<unsigned int>(exact.size()));
+    static unsigned char* const end = [] {
+        constexpr size_t most = 1 << 20;
+        void* const block = mmap(nullptr, 2 * most, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        mprotect(block, most, PROT_READ | PROT_WRITE);
+        return static_cast<unsigned char*>(block) + most;
+    }();
+    std::copy(bytes.begin(), bytes.end(), end - bytes.size());
+    return object.fromBin(end - bytes.size(), static_cast<unsigned int>(bytes.size()));
 }
 
 // The text of the exception that the action throws; empty when it throws none.

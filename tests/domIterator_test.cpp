@@ -14,8 +14,13 @@ TEST(DomIterator, NullBackendFindsNothing) {
         cursor.previousSibling();
         for (const DomIterator& each : {cursor, cursor.childrenBegin(), cursor.childrenEnd(),
                                         cursor.findChild("item"), cursor.searchChild("item")}) {
-            EXPECT_FALSE(each.atEnd() || each.hasChildren() || each.hasValue() || each.hasAttributes() ||
-                         each.hasAttribute("a") || each.isEqual(each) || each < each);
+            EXPECT_FALSE(each.atEnd());
+            EXPECT_FALSE(each.hasChildren());
+            EXPECT_FALSE(each.hasValue());
+            EXPECT_FALSE(each.hasAttributes());
+            EXPECT_FALSE(each.hasAttribute("a"));
+            EXPECT_FALSE(each.isEqual(each));
+            EXPECT_FALSE(each < each);
             EXPECT_EQ(each.numChildren() + each.numChildren("item") + each.attributes().size(), 0U);
             EXPECT_EQ(each.getName() + each.getValue() + each.getAttribute("a") + each.toXML(), "");
         }

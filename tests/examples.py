@@ -6,8 +6,8 @@ import sys
 
 guide, folder = map(pathlib.Path, sys.argv[1:])
 blocks = re.findall(r"^```(cpp|text)\n(.*?)^```$", guide.read_text(encoding="utf-8"), re.MULTILINE | re.DOTALL)
-if [kind for kind, _ in blocks] != ["cpp", "text"] * 10:
-    sys.exit("ten programs are wanted, each with its output behind it, and not %s" % [kind for kind, _ in blocks])
+if [kind for kind, _ in blocks] != ["cpp", "text"] * 11:
+    sys.exit("expected eleven programs, each followed by its output, not %s" % [kind for kind, _ in blocks])
 folder.mkdir(parents=True, exist_ok=True)
 files = [folder / ("example_%d.%s" % (1 + number // 2, "txt" if number % 2 else "cpp")) for number in range(len(blocks))]
 for file, (_, text) in zip(files, blocks):

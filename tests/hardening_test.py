@@ -3,7 +3,7 @@ import os
 import re
 import unittest
 
-from harness import PROGRAM, is_sanitized
+from harness import IS_EMULATED, PROGRAM, Device, GuardedTest, is_sanitized, is_sleeping, post, wait_until
 from install_test import output_of
 
 # The library is looked at beside the program, which may need none of its calls.
@@ -25,7 +25,7 @@ class HardeningTest(unittest.TestCase):
     def test_is_position_independent(self):
         self.assertRegex(readelf("--file-header"), r"Type: +DYN \(Position-Independent Executable file\)")
 
-    def test_relocated_data_is_read_only_before_the_program_runs(self):
+    def test_linker_marks_relocated_data(self):
         self.assertIn("GNU_RELRO", dict(self.segments))
         dynamic = readelf("--dynamic")
         self.assertRegex(dynamic, r"\(FLAGS\) .*\bBIND_NOW\b")
@@ -49,6 +49,44 @@ class HardeningTest(unittest.TestCase):
         objects = re.split(r"^File: ", readelf("--notes", LIBRARY), flags=re.M)[1:]
         self.assertEqual([each.split("\n")[0] for each in objects if not re.search(note, each)], [])
         self.assertRegex(output_of("objdump", "--disassemble=main", PROGRAM), r"<main>:\n.*" + landing)
+
+
+@unittest.skipIf(is_sanitized() or IS_EMULATED, "its memory is not as the program was built")
+class RunningTest(GuardedTest):
+    """The memory of a running program, as the kernel maps it."""
+
+    PROGRAMS = [PROGRAM] + list(filter(None, [os.environ.get("DYNAMIC_PROGRAM")]))
+
+    @staticmethod
+    def memory(test, program):
+        """Of a request that waits for its body: the protection of each page, and the address that the file begins at."""
+        request = Device(test).start(post(5), program=program)
+        wait_until(lambda: is_sleeping(request.pid) and os.readlink("/proc/%d/exe" % request.pid) == os.path.realpath(program))
+        with open("/proc/%d/maps" % request.pid, encoding="ascii") as maps:
+            found = [re.match(r"(\w+)-(\w+) (\S+) \S+ \S+ \S+ *(.*)", line).groups() for line in maps]
+        pages = {page: flags for begin, end, flags, _ in found for page in range(int(begin, 16), int(end, 16), 4096)}
+        return pages, min(int(begin, 16) for begin, *_, file in found if file == os.path.realpath(program))
+
+    def check(self, pattern, option, rounding):
+        """The pages of what readelf shows are readable and no more; `rounding` is added before its last page is cut off."""
+        for program in self.PROGRAMS:
+            with self.subTest(program):
+                begin, size = (int(number, 16) for number in re.search(pattern, readelf(option, program), re.M).groups())
+                pages, base = self.memory(self, program)
+                last = (base + begin + size + rounding) // 4096 * 4096
+                flags = {pages[page] for page in range((base + begin) // 4096 * 4096, last, 4096)}
+                self.assertEqual(flags, {"r--p"})
+
+    def test_relocated_data_is_read_only(self):
+        self.check(r"GNU_RELRO +0x\w+ (0x\w+) 0x\w+ 0x\w+ (0x\w+) ", "--segments", 0)
+
+    def test_read_only_data_is_not_executable(self):
+        self.check(r" \.rodata +PROGBITS +(\w+) \w+ (\w+) ", "--sections", 4095)
+
+    def test_no_memory_is_both_writable_and_executable(self):
+        for program in self.PROGRAMS:
+            pages, _ = self.memory(self, program)
+            self.assertEqual([page for page, flags in pages.items() if "w" in flags and "x" in flags], [])
 
 
 if __name__ == "__main__":

@@ -7,6 +7,7 @@ import secrets
 import shutil
 import signal
 import socket
+import struct
 import subprocess
 import tempfile
 import time
@@ -44,6 +45,12 @@ def is_sanitized():
         return b"__asan_init" in program.read()
 
 
+def access_list(mode, user, permissions=6):
+    """An ACL as the kernel keeps it: the mode's three entries, and one for a user; the group's bits are the mask."""
+    entries = [(1, mode >> 6, -1), (2, permissions, user), (4, mode >> 3, -1), (16, mode >> 3, -1), (32, mode, -1)]
+    return struct.pack("<I", 2) + b"".join(struct.pack("<HHi", tag, bits & 7, who) for tag, bits, who in entries)
+
+
 class GuardedTest(unittest.TestCase):
     """Ends what hangs, wherever it does, so that the cleaning up still happens."""
 
@@ -60,6 +67,12 @@ class GuardedTest(unittest.TestCase):
 def wait_until(condition):
     while not condition():
         time.sleep(0.02)
+
+
+def is_sleeping(pid):
+    """Whether a process waits for something."""
+    with open("/proc/%d/stat" % pid, "rb") as status:
+        return status.read().rpartition(b") ")[2][:1] == b"S"
 
 
 def end(process):
@@ -102,8 +115,14 @@ class Device:
         with open(self.path(), "rb") as file:
             return file.read()
 
-    def siblings(self):
+    def extra_files(self):
         return set(os.listdir(self.html)) - {"pid.cgi", "settings_xml.txt"}
+
+    @property
+    def errors(self):
+        """What the requests have printed on standard error."""
+        with open(os.path.join(self.scratch, "errors"), encoding="utf-8", errors="replace") as file:
+            return file.read()
 
     def application(self, *argv, process_name=None, **options):
         """Starts a process of the application's name. `cat` dies of SIGUSR1, and so shows that the signal came."""
@@ -119,7 +138,9 @@ class Device:
         """Starts a request with these variables and PATH alone; a value of None leaves the variable out."""
         env = {"PATH": "/usr/bin:/bin", **({"ASAN_OPTIONS": "detect_leaks=0"} if wrap else {}), **env}
         env = {name: value for name, value in env.items() if value is not None}
-        process = subprocess.Popen([*wrap, program], cwd=self.html, stdin=stdin, stdout=subprocess.PIPE, env=env, **options)
+        with open(os.path.join(self.scratch, "errors"), "ab") as errors:
+            options = {"stderr": errors, **options}
+            process = subprocess.Popen([*wrap, program], cwd=self.html, stdin=stdin, stdout=subprocess.PIPE, env=env, **options)
         self.test.addCleanup(end, process)
         return process
 

@@ -35,7 +35,8 @@ TEST(List, ReadsBackWhatItWrote) {
         EXPECT_EQ(readForm(read, bytes + "behind"), bytes.size());
         EXPECT_EQ(read, list);
         const TemporaryFile file;
-        EXPECT_TRUE(list.toFile(file.path()) && read.fromFile(file.path()));
+        EXPECT_TRUE(list.toFile(file.path()));
+        EXPECT_TRUE(read.fromFile(file.path()));
         EXPECT_EQ(read, list);
     }
 }

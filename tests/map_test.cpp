@@ -10,9 +10,11 @@ TEST(Map, InsertTakesEveryKindOfTextsAndKeepsTheFirstValueOfAKey) {
     const std::string standard = "a";
     const zutl::String own = "b";
     const auto [entry, added] = map.insert(standard, standard);
-    EXPECT_TRUE(added && entry->second == "a");
+    EXPECT_TRUE(added);
+    EXPECT_EQ(entry->second, "a");
     EXPECT_EQ(map.insert("a", "2").first->second, "a");
-    EXPECT_FALSE(map.insert("a", own).second || map.insert(own + "", standard).first->second != "a");
+    EXPECT_FALSE(map.insert("a", own).second);
+    EXPECT_EQ(map.insert(own + "", standard).first->second, "a");
     map.insert(own, own);
     map.insert(own + "d", "literal");
     map["a"] = "5";

@@ -67,15 +67,20 @@ struct Enormous : Unreliable {
 TEST(MemIOStream, BeginsEmpty) {
     const MemIOStream none(0), some(16);
     for (const MemIOStream* const stream : {&none, &some}) {
-        EXPECT_TRUE(stream->isEmpty() && stream->validate() && !stream->isEOF());
-        EXPECT_TRUE(stream->count() == 0 && stream->getNextType() == 1);
+        EXPECT_TRUE(stream->isEmpty());
+        EXPECT_TRUE(stream->validate());
+        EXPECT_FALSE(stream->isEOF());
+        EXPECT_EQ(stream->count(), 0U);
+        EXPECT_EQ(stream->getNextType(), 1U);
         const unsigned char* data = bytesOf(seven);
         unsigned int length = 1;
         stream->getBuffer(data, length);
-        EXPECT_TRUE(data == nullptr && length == 0);
+        EXPECT_EQ(data, nullptr);
+        EXPECT_EQ(length, 0);
         EXPECT_EQ(hex(binaryForm(*stream)), "00 00 00 00");
     }
-    EXPECT_TRUE(none.capacity() == 0 && some.capacity() == 16);
+    EXPECT_EQ(none.capacity(), 0U);
+    EXPECT_EQ(some.capacity(), 16U);
 }
 
 TEST(MemIOStream, LaysDownRecordsAndReadsThemInTheirOrder) {
@@ -89,10 +94,15 @@ TEST(MemIOStream, LaysDownRecordsAndReadsThemInTheirOrder) {
     Integer number;
     EXPECT_EQ(stream.peek(number) + stream.read(number), 24U);
     EXPECT_EQ(number, 7);
-    EXPECT_TRUE(stream.isEOF() && stream.skip() == 8 && stream.getNextType() == 501);
+    EXPECT_TRUE(stream.isEOF());
+    EXPECT_EQ(stream.skip(), 8U);
+    EXPECT_EQ(stream.getNextType(), 501U);
+    EXPECT_FALSE(stream.isEOF());
     String text;
     stream >> text;
-    EXPECT_TRUE(text == "text" && stream.isEmpty() && !stream.isEOF());
+    EXPECT_EQ(text, "text");
+    EXPECT_TRUE(stream.isEmpty());
+    EXPECT_FALSE(stream.isEOF());
 }
 
 TEST(MemIOStream, GrowsByItsRule) {
@@ -150,9 +160,20 @@ TEST(MemIOStream, WritesRawBytesInPlace) {
     stream.write(Integer(1));
     position = data;
     stream.skip();
-    unsigned char* none = nullptr;
-    stream.finalizeBuffer(position, 0); // before the content
-    stream.finalizeBuffer(none, 0);
+    static unsigned char below; // the heap, where the stream has its bytes
+    unsigned char above;
+    for (unsigned char* foreign : {static_cast<unsigned char*>(nullptr), &below, &above}) {
+        stream.finalizeBuffer(foreign, 0);
+        EXPECT_EQ(stream.size(), 12U);
+    }
+    stream.finalizeBuffer(position, 0); // begins before the read position, which the end never passes
+    EXPECT_EQ(stream.size(), 0U);
+    stream.clear();
+    stream.getWriteBuffer(data, 36);
+    const std::string record = unhex(seven);
+    std::copy(record.begin(), record.end(), data);
+    stream.skip();
+    stream.finalizeBuffer(data, 24);
     EXPECT_EQ(stream.size(), 12U);
 }
 
@@ -163,11 +184,13 @@ TEST(MemIOStream, TakesBytesThatAreWholeRecords) {
     stream.setBuffer(bytesOf(two), 12);
     EXPECT_EQ(content(stream), seven);
     stream.setBuffer(nullptr, 5);
-    EXPECT_TRUE(stream.isEmpty() && stream.capacity() == 20);
+    EXPECT_TRUE(stream.isEmpty());
+    EXPECT_EQ(stream.capacity(), 20U);
     for (const unsigned int length : {1U, 7U, 8U, 11U, 13U, 19U}) {
         EXPECT_EQ(failure([&] { stream.setBuffer(bytesOf(two), length); }),
                   "setBuffer() - resulting memory is not valid.");
-        EXPECT_TRUE(stream.size() == length && !stream.validate());
+        EXPECT_EQ(stream.size(), length);
+        EXPECT_FALSE(stream.validate());
         EXPECT_NE(thrown([&] { MemIOStream(bytesOf(two), length); }), "");
     }
 }
@@ -206,7 +229,8 @@ TEST(MemIOStream, BinaryFormGoesToAnotherStream) {
               "setBuffer() - resulting memory is not valid.");
     EXPECT_EQ(readForm(other, unhex("00 00 00 00")), 4U);
     EXPECT_TRUE(other.isEmpty());
-    EXPECT_TRUE(other.getTypeId() == 6 && other.getTypeName() == "zusl_MemIOStream");
+    EXPECT_EQ(other.getTypeId(), 6U);
+    EXPECT_EQ(other.getTypeName(), "zusl_MemIOStream");
     EXPECT_EQ(failure([&] { other.toXML(); }), "toXML() - not implemented");
     EXPECT_EQ(failure([&] { other.fromXML(""); }), "fromXML() - not implemented");
 }
@@ -224,6 +248,96 @@ TEST(MemIOStream, FailedWriteLeavesNothingBehind) {
     object.reported = 1; // what toBin says does not count
     EXPECT_EQ(stream.write(object), 12U);
     EXPECT_EQ(content(stream), seven + " 63 00 00 00 04 00 00 00 75 75 75 75");
+}
+
+namespace {
+
+// Does something with the stream while it is written to it.
+struct Meddler : Unreliable {
+    MemIOStream* stream = nullptr;
+    void (*act)(MemIOStream&) = nullptr;
+    unsigned int toBin(unsigned char* buffer) const override {
+        act(*stream);
+        std::memset(buffer, 'm', 4);
+        failWhenTold();
+        return 4;
+    }
+};
+
+const std::string meddlers = "63 00 00 00 04 00 00 00 6D 6D 6D 6D";
+
+} // namespace
+
+TEST(MemIOStream, AnObjectMayUseTheStreamItIsWrittenTo) {
+    using Act = void (*)(MemIOStream&);
+    const std::pair<Act, std::string> cases[] = {
+        {[](MemIOStream& s) { EXPECT_EQ(s.size(), 20U); }, ""},
+        {[](MemIOStream& s) { EXPECT_EQ(s.getNextType(), 504U); }, ""},
+        {[](MemIOStream& s) { s.write(Integer(7)), s.write(s); },
+         " " + seven + " 06 00 00 00 10 00 00 00 0C 00 00 00 " + seven},
+        {[](MemIOStream& s) { EXPECT_EQ(hex(binaryForm(s)), "0C 00 00 00 " + seven); }, ""}};
+    for (const auto& [act, more] : cases) {
+        MemIOStream stream;
+        stream.write(Integer(7));
+        Meddler object;
+        object.stream = &stream;
+        object.act = act;
+        EXPECT_EQ(stream.write(object), 12U);
+        EXPECT_EQ(content(stream), seven + " " + meddlers + more);
+        object.failure = Unreliable::exception; // what it wrote itself stays
+        MemIOStream failed;
+        failed.write(Integer(7));
+        object.stream = &failed;
+        EXPECT_EQ(failure([&] { failed.write(object); }), "couldn't convert object to binary data");
+        EXPECT_EQ(content(failed), seven + more);
+    }
+    const Act refused[] = {[](MemIOStream& s) { s.purge(); },
+                           [](MemIOStream& s) { s.clear(); },
+                           [](MemIOStream& s) { s.reserve(1000); },
+                           [](MemIOStream& s) { s.checkBuff(1000); },
+                           [](MemIOStream& s) { s.setBuffer(nullptr, 0); },
+                           [](MemIOStream& s) { s = MemIOStream(s); },
+                           [](MemIOStream& s) { s = MemIOStream(); },
+                           [](MemIOStream& s) { s.skip(), s.defrag(); },
+                           [](MemIOStream& s) {
+                               unsigned char* data;
+                               s.getWriteBuffer(data, 0);
+                           }};
+    for (const Act act : refused) {
+        MemIOStream stream;
+        stream << Integer(1) << Integer(7);
+        Meddler object;
+        object.stream = &stream;
+        object.act = act;
+        EXPECT_EQ(failure([&] { stream.write(object); }), "couldn't convert object to binary data");
+        EXPECT_TRUE(stream.validate());
+    }
+}
+
+TEST(MemIOStream, AsksForTheNextTypeAsADerivedClassTellsIt) {
+    struct Renamed : MemIOStream {
+        unsigned int getNextType() const override { return 504; }
+    } stream;
+    stream << String("x") << String("y");
+    Integer number;
+    EXPECT_EQ(stream.peek(number), 14U);
+    EXPECT_EQ(stream.read(number), 14U);
+    String text;
+    EXPECT_EQ(failure([&] { stream.read(text); }), "read() - type mismatch");
+}
+
+TEST(MemIOStream, LeavesTheBlockToASourceThatGaveNothing) {
+    struct Keeper : MemIOStream {
+        unsigned char block[8] = {1};
+        bool readNextObject(unsigned char*& data, unsigned int& length) override {
+            data = block;
+            length = sizeof block;
+            return false;
+        }
+    } source;
+    MemIOStream stream;
+    stream << static_cast<zusl::IStream&>(source);
+    EXPECT_TRUE(stream.isEmpty());
 }
 
 TEST(MemIOStream, TransfersRawObjects) {
@@ -304,7 +418,8 @@ TEST(MemIOStream, LooksAtSeveralRecords) {
     zusl::EndOfFile marker;
     zusl::Serializable *const toText = &text, *const toB = &b, *const toMarker = &marker;
     EXPECT_EQ(stream.peek(2, &a, toText), 12U + 16U);
-    EXPECT_TRUE(a == 1 && text == "two");
+    EXPECT_EQ(a, 1);
+    EXPECT_EQ(text, "two");
     EXPECT_EQ(stream.peek(3, any, any, toB) + stream.peek(0, &text), 40U);
     EXPECT_EQ(b, 3);
     b = 0;
@@ -318,9 +433,12 @@ TEST(MemIOStream, LooksAtSeveralRecords) {
     EXPECT_EQ(closed.peek(2, any, any), 20U);
     EXPECT_EQ(MemIOStream().peek(1, any) + cut.peek(1, any), 0U);
 
-    EXPECT_TRUE(closed.checkTypes(2, &a, any) && closed.checkTypes(2, any, toMarker));
+    EXPECT_TRUE(closed.checkTypes(2, &a, any));
+    EXPECT_TRUE(closed.checkTypes(2, any, toMarker));
     EXPECT_TRUE(closed.checkTypes(0, &text));
-    EXPECT_FALSE(closed.checkTypes(1, &text) || closed.checkTypes(2, &a, toB) || cut.checkTypes(1, &a));
+    EXPECT_FALSE(closed.checkTypes(1, &text));
+    EXPECT_FALSE(closed.checkTypes(2, &a, toB));
+    EXPECT_FALSE(cut.checkTypes(1, &a));
     EXPECT_FALSE(closed.checkTypes(3, &a, any, any));
     EXPECT_EQ(failure([&] { MemIOStream().checkTypes(0, any); }), "checkTypes() - no data");
     EXPECT_EQ(failure([&] { rawStream("1234567").checkTypes(1, any); }), "checkTypes() - no data");
@@ -339,7 +457,8 @@ TEST(MemIOStream, GoesToAFileAndBack) {
         EXPECT_FALSE(other.load(path)) << path;
         EXPECT_EQ(content(other), seven);
     }
-    EXPECT_FALSE(other.save("/nonexistent/file") || other.save("/dev/full"));
+    EXPECT_FALSE(other.save("/nonexistent/file"));
+    EXPECT_FALSE(other.save("/dev/full"));
     ASSERT_EQ(truncate(file.path(), off_t{1} << 32), 0); // one byte too many
     EXPECT_FALSE(other.load(file.path()));
     EXPECT_EQ(content(other), seven);
@@ -350,7 +469,8 @@ TEST(MemIOStream, GoesToAFileAndBack) {
     EXPECT_EQ(content(other), seven + " F8 01");
     EXPECT_TRUE(MemIOStream().save(file.path()));
     EXPECT_EQ(file.bytes(), "");
-    EXPECT_TRUE(other.load(file.path()) && other.isEmpty());
+    EXPECT_TRUE(other.load(file.path()));
+    EXPECT_TRUE(other.isEmpty());
 }
 
 TEST(MemIOStream, WaitsForContent) {
@@ -370,9 +490,11 @@ TEST(MemIOStream, WaitsForContent) {
 TEST(EndOfFile, HoldsNothing) {
     zusl::EndOfFile marker;
     EXPECT_EQ(marker.toXML() + marker.toXML("x"), "<zusl_EndOfFile/><x/>");
-    EXPECT_TRUE(marker.fromXML("") && marker.fromXML(nullptr));
+    EXPECT_TRUE(marker.fromXML(""));
+    EXPECT_TRUE(marker.fromXML(nullptr));
     EXPECT_EQ(marker.getBinLength() + marker.toBin(nullptr) + marker.fromBin(nullptr, 0), 0U);
     const TemporaryFile file;
-    EXPECT_TRUE(marker.toFile(file.path()) && marker.fromFile(file.path()));
+    EXPECT_TRUE(marker.toFile(file.path()));
+    EXPECT_TRUE(marker.fromFile(file.path()));
     EXPECT_EQ(hex(file.bytes()), "01 00 00 00 00 00");
 }

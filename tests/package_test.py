@@ -16,7 +16,9 @@ NEEDED = ["dpkg", "dpkg-shlibdeps", "fakeroot", "file", "lintian", "pkg-config"]
 VERSION = re.search(r"^project\(.* VERSION (\S+)", pathlib.Path(ROOT, "CMakeLists.txt").read_text("utf-8"), re.M)[1]
 CONTENTS = {
     "savesettings": ["/usr/bin/saveSettings", "/usr/bin/zudump", "/usr/share/man/man1/zudump.1.gz", "/usr/share/man/man8/saveSettings.8.gz",
-                     *("/usr/share/doc/savesettings/examples/" + name for name in os.listdir(os.path.join(ROOT, "demo", "servers")))],
+                     *("/usr/share/doc/savesettings/examples/" + name for folder, prefix in (("demo/servers", ""), ("packaging/systemd", "systemd/"))
+                       for name in (prefix + file for file in os.listdir(os.path.join(ROOT, folder)))),
+                     "/usr/share/doc/savesettings/examples/inittab"],
     "libzu-dev": ["/usr/include/zu/zutl_String.h", "/usr/lib/*/libzu.a", "/usr/lib/*/cmake/zu/zuConfig.cmake", "/usr/lib/*/pkgconfig/zu.pc"],
 }
 

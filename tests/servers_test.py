@@ -1,14 +1,17 @@
-"""The whole path through real web servers: form, settings file, signal, redirect; and what nobody may reach.
+"""The whole path through real web servers: form, settings file, signal, redirect; and what nobody may do or read.
 
-The servers are those of docs/deploy.md, started from its files with its commands."""
+The servers are those of docs/deploy.md, started from its files as its systemd units start them."""
+import contextlib
 import glob
 import http.client
 import json
 import os
 import re
+import shlex
 import shutil
 import signal
 import socket
+import stat
 import subprocess
 import unittest
 from concurrent.futures import ThreadPoolExecutor
@@ -16,9 +19,13 @@ from concurrent.futures import ThreadPoolExecutor
 from harness import FORM_TYPE, IS_ROOT, PROGRAM, Demo, Device, GuardedTest, settings_text, wait_until
 
 REPOSITORY = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-AS_USER = {"user": 65534, "group": 65534, "extra_groups": []} if IS_ROOT else {}
+USER = {"user": 65534, "group": 65534, "extra_groups": []} if IS_ROOT else {}
 POST_ONLY = re.compile(r" *# POST only.*\n(?: *<If .*\n.*\n)?.*\n")  # what the guide says to delete
-ON_A_DEVICE = {"ROOT": "/opt/thermostat", "RUN": "/run/thermostat", "ADDRESS": "0.0.0.0", "PORT": "80"}
+HOST_NAMES = re.compile(r"(# Host names.*\n(?:.*\n){0,2}?[^#\n]*?['\"(])(\.?\*)")  # what it says to replace
+ON_A_DEVICE = {"ROOT": "/opt/thermostat", "RUN": "/run/thermostat", "NAME": "thermostat", "USER": "thermostat",
+               "ADDRESS": "0.0.0.0", "PORT": "80"}
+UNITS = os.path.join(REPOSITORY, "packaging", "systemd")
+SLOW_CLIENTS = 100
 
 
 def fill(text, values):
@@ -30,100 +37,227 @@ def read(*path):
         return file.read()
 
 
+def unit_values(unit, key):
+    return re.findall("^%s=(.*)$" % key, read(UNITS, unit), re.M)
+
+
+def is_open(connection):
+    try:
+        return connection.recv(1, socket.MSG_DONTWAIT | socket.MSG_PEEK) != b""
+    except BlockingIOError:
+        return True
+    except ConnectionError:
+        return False
+
+
 class HttpTest(GuardedTest):
     program, sends_body_apart = "saveSettings", False
 
+    @property
+    def host(self):
+        return "127.0.0.1:%d" % self.port
+
+    def head(self, method, path, **headers):
+        lines = {"Host": self.host, "Connection": "close", **{name.replace("_", "-"): text for name, text in headers.items()}}
+        return "\r\n".join(["%s /%s HTTP/1.1" % (method, path), *("%s: %s" % line for line in lines.items() if line[1]), "", ""]).encode()
+
+    def send(self, head, body=b"", then_end=False):
+        """The answer, read whole; None when the server closes the connection without one."""
+        with socket.create_connection(("127.0.0.1", self.port)) as connection:
+            try:
+                connection.sendall(head if self.sends_body_apart else head + body)
+                if body and self.sends_body_apart:
+                    # Until the server's end of the connection, in the kernel's table, has nothing left to read.
+                    unread = r" \w+:%04X \w+:%04X 01 \w+:0*[1-9A-F]" % (self.port, connection.getsockname()[1])
+                    wait_until(lambda: not re.search(unread, read("/proc/net/tcp")))
+                    with contextlib.suppress(ConnectionError):
+                        connection.sendall(body)
+                if then_end:
+                    connection.shutdown(socket.SHUT_WR)
+                answer = http.client.HTTPResponse(connection, method=head.partition(b" ")[0].decode())
+                answer.begin()
+                answer.content = answer.read()
+                return answer
+            except (ConnectionError, http.client.BadStatusLine):
+                return None
+
     def request(self, method, path, body=b"", **headers):
         """The status code, where the answer leads, and its body."""
-        lines = ["%s /%s HTTP/1.1" % (method, path), "Host: x", "Connection: close", "Content-Length: %d" % len(body)]
-        lines += [name.replace("_", "-") + ": " + text for name, text in headers.items() if text]
-        head = "\r\n".join([*lines, "", ""]).encode()
-        with socket.create_connection(("127.0.0.1", self.port)) as connection:
-            if body and self.sends_body_apart:
-                connection.sendall(head)
-                # The server's end of the connection, in the kernel's table, with nothing left to read.
-                ours = r" \w+:%04X \w+:%04X 01 \w+:0+ " % (self.port, connection.getsockname()[1])
-                wait_until(lambda: re.search(ours, read("/proc/net/tcp")))
-                connection.sendall(body)
-            else:
-                connection.sendall(head + body)
-            answer = http.client.HTTPResponse(connection, method=method)
-            answer.begin()
-            return answer.status, answer.getheader("Location"), answer.read()
+        answer = self.send(self.head(method, path, Content_Length=str(len(body)), **headers), body)
+        return answer.status, answer.getheader("Location"), answer.content
 
-    def save(self, form, referer="", kind=FORM_TYPE):
-        return self.request("POST", self.program, form, Referer=referer, Content_Type=kind)
+    def save(self, form, referer=None, kind=FORM_TYPE, **headers):
+        headers = {"Referer": self.page if referer is None else referer, "Content_Type": kind, **headers}
+        return self.request("POST", self.program, form, **headers)
 
 
 class ServerTests:
-    public, to_own_page = "html", (302, "/index.html?success=stopped")
+    passes_origin, sends_headers, gateway_is_public, scripts = True, True, True, ()
 
     def setUp(self):
         super().setUp()
         self.device = Device(self)
-        self.public_folder = os.path.join(self.device.home, self.public)
+        self.public_folder = os.path.join(self.device.home, "www")
         self.run_folder = os.path.join(self.device.scratch, "run")
         for folder in (os.path.dirname(os.path.join(self.public_folder, self.program)), self.run_folder):
             os.makedirs(folder, exist_ok=True)
         for name in ("index.html", "page.js"):
             self.device.write(os.path.join(self.public_folder, name), b"<form> of " + name.encode())
         shutil.copy(PROGRAM, self.device.path("saveSettings"))
+        # Everything belongs to another user than the server's, but for the settings and the directories for new files.
+        os.chmod(self.device.html, 0o1775)
         for folder in (self.device.html, self.run_folder) if IS_ROOT else ():
-            os.chown(folder, AS_USER["user"], AS_USER["group"])
+            os.chown(folder, 0 if folder == self.device.html else USER["user"], USER["group"])
 
-    def serve(self, opened=False):
+    def serve(self, opened=False, hosts=None):
         with socket.socket() as listener:
             listener.bind(("127.0.0.1", 0))
             self.port = listener.getsockname()[1]
-        self.page = "http://127.0.0.1:%d/index.html" % self.port
+        self.page = "http://%s/index.html" % self.host
         values = {"ROOT": self.device.home, "RUN": self.run_folder, "ADDRESS": "127.0.0.1", "PORT": str(self.port)}
-        guide, cuts = read(REPOSITORY, "docs/deploy.md"), 0
-        for name in [self.configuration] + ["gateway.sh"] * (self.public == "www"):
+        guide, cuts, named = read(REPOSITORY, "docs/deploy.md"), 0, 0
+        for name in (self.configuration, *self.scripts):
             self.assertIn("(../demo/servers/%s)" % name, guide)
-            place = os.path.join(self.public_folder, self.program) if name == "gateway.sh" else "../" + name
+            place = os.path.join(self.public_folder, self.program) if self.gateway_is_public and name == "gateway.sh" else "../" + name
             text = fill(read(REPOSITORY, "demo/servers", name), values)
             opened_text, count = POST_ONLY.subn("", text)
             cuts += count
-            self.device.write(place, (opened_text if opened else text).encode())
+            text = opened_text if opened else text
+            if hosts:
+                wanted = " ".join(hosts) if name == "gateway.sh" else "|".join(map(re.escape, hosts))
+                text, count = HOST_NAMES.subn(lambda found: found[1] + wanted, text)
+                named += count
+            self.device.write(place, text.encode())
             os.chmod(self.device.path(place), 0o755)
-        self.assertEqual(cuts, 1)
-        for command in self.commands:
-            self.assertIn("\n    " + fill(command, ON_A_DEVICE) + "\n", guide)
+        self.assertEqual((cuts, named > 0), (1, bool(hosts)))
+        for unit in self.units:
+            command, = unit_values(unit, "ExecStart")
+            self.assertIn("\n    %s\n" % re.sub("^/usr/s?bin/", "", fill(command, ON_A_DEVICE)), guide)
+            umask, = unit_values(unit, "UMask")
             with open(os.path.join(self.run_folder, "output"), "ab") as log:
-                process = subprocess.Popen(fill(command, values).split(), stdout=log, stderr=log, cwd=self.run_folder,
-                                           start_new_session=True, **AS_USER)
-            self.addCleanup(process.wait)
-            self.addCleanup(os.killpg, process.pid, signal.SIGTERM)
+                self.server = subprocess.Popen(fill(command, values).split(), stdout=log, stderr=log, cwd=self.run_folder,
+                                               start_new_session=True, umask=int(umask, 8), **USER)
+            self.addCleanup(self.server.wait)
+            self.addCleanup(os.killpg, self.server.pid, signal.SIGTERM)
             listens = self.run_folder + "/fcgi.sock" if "unix:" in command else ":%04X 00000000:0000 0A " % self.port
-            wait_until(lambda: process.poll() is not None or listens in read("/proc/net/unix") + read("/proc/net/tcp"))
-            self.assertIsNone(process.poll(), read(self.run_folder, "output"))
+            wait_until(lambda: self.server.poll() is not None or listens in read("/proc/net/unix") + read("/proc/net/tcp"))
+            self.assertIsNone(self.server.poll(), read(self.run_folder, "output"))
 
     def test_form_reaches_the_application_and_each_answer_the_browser(self):
         self.serve()
-        for kind, size in (("text/plain", 200000), (FORM_TYPE + "; charset=UTF-8", 3)):
+        for kind, size in (("text/plain", 60000), (FORM_TYPE + "; charset=UTF-8", 3)):
             self.assertEqual(self.save(b"x" * size, kind=kind), (200, None, b"Unknown request type.\n"))
         self.assertIsNone(self.device.settings)
-        application = self.device.application(**AS_USER)
+        application = self.device.application(**USER)
         answer = self.save(b"target=22.5&note=a%3Cb", self.page + "?tab=3&success=false")
         self.assertEqual(answer[:2], (302, self.page + "?success=restarted&tab=3"))
         self.assertEqual(application.wait(), -signal.SIGUSR1)
         self.assertEqual(self.device.settings, settings_text((b"note", b"a<b"), (b"target", b"22.5")))
+        self.assertEqual(stat.S_IMODE(os.stat(self.device.path()).st_mode), 0o600)
         for value, referer, expected in ((b"1", self.page, (302, self.page + "?success=stopped")),
-                                         (b"2", "", (302, "?success=stopped")),
-                                         (b"3", "/index.html", self.to_own_page)):
+                                         *(((b"2", "", (302, "?success=stopped")),
+                                            (b"3", "/index.html", (302, "/index.html?success=stopped"))) if self.passes_origin else ())):
             self.assertEqual(self.save(b"a=" + value, referer)[:2], expected)
             self.assertEqual(self.device.settings, settings_text((b"a", value)))
-        self.save(b"a=4", "/" + self.program)  # a server that follows the answer itself shall not save again
+        own = "http://%s/" % self.host if not self.passes_origin else "/"
+        self.save(b"a=4", own + self.program)  # a server that follows the answer itself shall not save again
         self.assertEqual(self.device.settings, settings_text((b"a", b"4")))
+        answer = self.save(b"a=5", self.page + "?q=" + 8000 * "x")
+        self.assertIn(answer[0], (302,) if self.configuration == "nginx.conf" else (302, 400, 413, 414, 431))
 
     def test_get_where_it_is_opened(self):
         self.serve(opened=True)
-        application = self.device.application(**AS_USER)
+        application = self.device.application(**USER)
         answer = self.request("GET", self.program + "?Target=21&flag", Referer=self.page)
         self.assertEqual(answer[:2], (302, self.page + "?success=restarted"))
         self.assertEqual(application.wait(), -signal.SIGUSR1)
         self.assertEqual(self.device.settings, settings_text((b"flag", b"flag"), (b"target", b"21")))
-        self.assertEqual(self.save(b"a=1")[:2], (302, "?success=stopped"))
+        self.assertEqual(self.save(b"a=1")[:2], (302, self.page + "?success=stopped"))
+
+    def test_other_sites_and_broken_bodies_save_nothing(self):
+        self.serve(hosts=["127.0.0.1", "device.local"])
+        refused, form = (400, 403, 411, 413), b"target=9"
+        own = "http://" + self.host
+        evil = [("http://evil.example", self.page), ("null", ""), (own + ".evil.example", self.page), ("http://127.0.0.1", self.page),
+                ("http://127.0.0.1:1", self.page), (own + "@evil.example", self.page), ("file://", self.page)]
+        if not self.passes_origin:
+            evil = [(origin, "" if origin == "null" else origin + "/index.html") for origin, _ in evil]
+        for number, (origin, referer) in enumerate([(own, self.page), ("", self.page), (own.replace("http", "https"), self.page)]):
+            with self.subTest(origin=origin):
+                self.assertEqual(self.save(b"a=%d" % number, referer, Origin=origin)[:2], (302, self.page + "?success=stopped"))
+                self.assertEqual(self.device.settings, settings_text((b"a", b"%d" % number)))
+        self.assertEqual(self.save(b"a=20", "http://device.local/", Host="device.local", Origin="http://device.local")[0], 302)
+        before = self.device.settings
+        self.assertEqual(before, settings_text((b"a", b"20")))
+        for origin, referer in evil:
+            with self.subTest(origin=origin):
+                self.assertEqual(self.save(form, referer, Origin=origin)[0], 403)
+                self.assertEqual(self.device.settings, before)
+            self.device.write("settings_xml.txt", before)
+        evil = "http://evil.example"
+        with self.subTest("DNS rebinding"):
+            self.assertEqual(self.save(form, evil + "/", Host="evil.example", Origin=evil)[0], 403)
+        self.device.write("settings_xml.txt", before)
+        fields = {"Referer": self.page, "Content_Type": FORM_TYPE}
+        chunked = b"8\r\ntarget=9\r\n0\r\n\r\n"
+        for name, more, body, then_end, taken in (
+                ("no length", {}, form, True, ()), ("no length, open", {}, b"", False, ()),
+                ("chunked", {"Transfer_Encoding": "chunked"}, chunked, False, (302,)),
+                ("too large", {"Content_Length": "65537"}, b"a=" + 65535 * b"x", False, ()),
+                ("huge", {"Content_Length": "9" * 25}, form, True, ()), ("negative", {"Content_Length": "-1"}, form, True, ()),
+                ("dropped in mid-body", {"Content_Length": "30"}, form, True, ()),
+                ("dropped before the body", {"Content_Length": "30"}, b"", True, ())):
+            with self.subTest(name):
+                answer = self.send(self.head("POST", self.program, **fields, **more), body, then_end)
+                if answer and answer.status in taken:
+                    self.assertEqual(self.device.settings, settings_text((b"target", b"9")))
+                else:
+                    self.assertIn(answer.status if answer else 400, refused)
+                    self.assertEqual(self.device.settings, before)
+            self.device.write("settings_xml.txt", before)
+        self.assertEqual(self.save(b"a=" + 65534 * b"x")[0], 302)
+
+    def test_headers_and_listings(self):
+        self.serve()
+        images = os.path.join(self.public_folder, "images")
+        os.mkdir(images)
+        self.device.write(os.path.join(images, "secret.png"), b"")
+        os.chmod(images, 0o311)
+        self.addCleanup(os.chmod, images, 0o755)
+        page = self.send(self.head("GET", ""))
+        if self.configuration != "mini-httpd.conf":  # which has its version compiled in
+            self.assertNotRegex(page.getheader("Server", ""), r"\d")
+        if self.sends_headers:
+            self.assertEqual({name: page.getheader(name) for name in ("X-Content-Type-Options", "Referrer-Policy")},
+                             {"X-Content-Type-Options": "nosniff", "Referrer-Policy": "same-origin"})
+            self.assertIn("frame-ancestors 'none'", page.getheader("Content-Security-Policy"))
+        for folder in [os.path.relpath(path, self.public_folder) for path, _, _ in os.walk(self.public_folder)][1:] + ["images"]:
+            self.assertNotRegex(self.request("GET", folder + "/")[2], b"saveSettings|secret.png")
+
+    def test_slow_clients_keep_nobody_waiting(self):
+        self.serve()
+        starts = [b"POST /", self.head("POST", self.program, Content_Length="99", Content_Type=FORM_TYPE, Referer=self.page) + b"a="]
+        slow = []
+        for number in range(SLOW_CLIENTS):
+            slow.append(socket.create_connection(("127.0.0.1", self.port)))
+            self.addCleanup(slow[-1].close)
+            slow[-1].sendall(starts[number % len(starts)])
+        self.assertEqual(self.save(b"a=1")[:2], (302, self.page + "?success=stopped"))
+        self.assertIn(True, map(is_open, slow))
+        wait_until(lambda: self.processes() < SLOW_CLIENTS / 2)
+        self.assertEqual(self.save(b"a=2")[:2], (302, self.page + "?success=stopped"))
+        self.assertEqual(self.device.settings, settings_text((b"a", b"2")))
+
+    def processes(self):
+        """How many descend from the server's first process; mini_httpd has a session of its own."""
+        parents = {}
+        for path in glob.glob("/proc/[1-9]*/stat"):
+            with contextlib.suppress(FileNotFoundError, ProcessLookupError):
+                parents[int(path.split("/")[2])] = int(read(path).rpartition(")")[2].split()[1])
+        family = {self.server.pid}
+        while grown := {pid for pid, parent in parents.items() if parent in family} - family:
+            family |= grown
+        return len(family)
 
     def test_only_post_reaches_the_program_and_only_the_page_is_served(self):
         self.serve()
@@ -157,16 +291,46 @@ class ServerTests:
         self.assertEqual(glob.glob(self.device.path() + "?*"), [])
 
 
-GATEWAY = {"public": "www", "program": "cgi-bin/saveSettings"}
-for file, commands, more in [
-        ("lighttpd.conf", ["lighttpd -D -f @ROOT@/lighttpd.conf"], {}),
-        ("nginx.conf", ["fcgiwrap -s unix:@RUN@/fcgi.sock -p @ROOT@/html/saveSettings",
-                        "nginx -e @RUN@/server.log -c @ROOT@/nginx.conf"], {}),
-        ("apache.conf", ["apache2 -DFOREGROUND -f @ROOT@/apache.conf"], {"to_own_page": (200, None)}),
-        ("busybox.conf", ["busybox httpd -f -p @ADDRESS@:@PORT@ -c @ROOT@/busybox.conf"], GATEWAY),
-        ("mini-httpd.conf", ["mini_httpd -D -C @ROOT@/mini-httpd.conf"], {**GATEWAY, "sends_body_apart": True})]:
-    name = file.partition(".")[0]
-    globals()[name] = type(name, (ServerTests, HttpTest), {"configuration": file, "commands": commands, **more})
+for file, units, more in [
+        ("lighttpd.conf", ["lighttpd"], {}),
+        ("nginx.conf", ["fcgiwrap", "nginx"], {}),
+        ("apache.conf", ["apache"], {"scripts": ("gateway.sh",), "gateway_is_public": False}),
+        ("busybox.conf", ["busybox"], {"program": "cgi-bin/saveSettings", "scripts": ("gateway.sh", "guard.sh"), "sends_headers": False}),
+        ("mini-httpd.conf", ["mini-httpd"], {"scripts": ("gateway.sh", "guard.sh"), "sends_headers": False, "passes_origin": False,
+                                             "sends_body_apart": True})]:
+    globals()[units[-1]] = type(units[-1], (ServerTests, HttpTest), {
+        "configuration": file, "units": ["settings-%s.service" % unit for unit in units], **more})
+
+
+class LauncherTest(GuardedTest):
+    def test_units_are_valid(self):
+        device, names = Device(self), os.listdir(UNITS)
+        values = {**ON_A_DEVICE, "ROOT": device.home, "RUN": device.scratch, "NAME": device.name}
+        for name in (device.name, "guard.sh"):
+            shutil.copy("/bin/true", os.path.join(device.home, name))
+        for name in names:
+            device.write(os.path.join(device.scratch, name), fill(read(UNITS, name), values).encode())
+        run = subprocess.run(["systemd-analyze", "verify", "--man=no", *(os.path.join(device.scratch, name) for name in names)],
+                             capture_output=True, text=True, check=False)
+        self.assertEqual((run.returncode, re.findall(".*%s.*" % device.scratch, run.stderr)), (0, []))
+        for name in names:
+            self.assertEqual(unit_values(name, "ProtectSystem") + unit_values(name, "ReadWritePaths") + unit_values(name, "UMask"),
+                             ["strict", "@ROOT@/html", "0077"], name)
+
+    def test_marker_is_removed_before_the_application_starts(self):
+        device = Device(self)
+        values = {"ROOT": device.home, "RUN": device.scratch, "NAME": device.name, "USER": "root" if IS_ROOT else "nobody"}
+        program = os.path.join(device.home, device.name)
+        device.write(program, b"#!/bin/sh\ntest -e \"$1/pid.cgi\" && echo stale || echo none\numask\n")
+        os.chmod(program, 0o755)
+        unit = "settings-application.service"
+        lines = re.findall("^::respawn:(su .*pid.cgi.*)$", read(REPOSITORY, "packaging", "inittab"), re.M)
+        for launcher in ["\n".join(["umask " + unit_values(unit, "UMask")[0], *unit_values(unit, "ExecStartPre"), *unit_values(unit, "ExecStart")]),
+                         *(line if IS_ROOT else shlex.split(line)[-1] for line in lines)]:
+            with self.subTest(launcher):
+                device.write("pid.cgi", device.name.encode())
+                said = subprocess.run(["sh", "-c", fill(launcher, values)], stdout=subprocess.PIPE, text=True, check=False).stdout
+                self.assertEqual(said, "none\n0077\n")
 
 
 class DemoTest(HttpTest):
@@ -175,12 +339,16 @@ class DemoTest(HttpTest):
             with self.subTest(server=server):
                 demo = Demo(server)
                 self.addCleanup(demo.stop)
-                self.port = demo.port
-                self.assertIn(b"<form", self.request("GET", "")[2])
+                self.port, self.page = demo.port, demo.url
+                page = self.request("GET", "")[2]
+                self.assertIn(b"<form", page)
+                for element in (b'name="referrer"\\s+content="same-origin"', b"Content-Security-Policy\"\\s+content=\"default-src 'none'"):
+                    self.assertRegex(page, b"<meta [^>]*" + element)
                 self.assertEqual(self.save(b"target=22.5&note=a%3Cb%26c", demo.url)[:2],
                                  (302, demo.url[:-1] + "?success=restarted"))
-                wanted = {"target": 22.5, "note": "a<b&c"}.items()
-                wait_until(lambda: wanted <= json.loads(self.request("GET", "state.json")[2])["settings"].items())
+                wanted = {("target", "22.5"), ("note", "a<b&c")}
+                wait_until(lambda: wanted <= {(setting["name"], setting["value"]) for setting in
+                                              json.loads(self.request("GET", "state.json")[2])["settings"]})
                 self.assertIn(demo.application, demo.session())
                 self.assertEqual(demo.stop(number, group), (0, set()))
                 self.assertFalse(os.path.exists(os.path.dirname(demo.directory)))

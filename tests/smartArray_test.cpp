@@ -32,7 +32,8 @@ TEST(SmartArray, LastHandleReleasesTheArrayOnce) {
         moved = std::move(third);
         first.removeReference();
         first.removeReference();
-        EXPECT_TRUE(Counted::alive == 3 && moved[2].value == 7);
+        EXPECT_EQ(Counted::alive, 3);
+        EXPECT_EQ(moved[2].value, 7);
         first = moved;
     }
     EXPECT_EQ(first[2].value, 7);
@@ -44,7 +45,8 @@ TEST(SmartArray, LastHandleReleasesTheArrayOnce) {
 TEST(SmartArray, RefusesAccessWithLocatedErrors) {
     const zutl::ConstSmartArray<char> empty(nullptr, 0);
     const zutl::SmartArray<char> six(new char[6]{"abcde"}, 6);
-    EXPECT_TRUE(*six == 'a' && six[4] == 'e');
+    EXPECT_EQ(*six, 'a');
+    EXPECT_EQ(six[4], 'e');
     const auto refusal = [](auto action) { return thrownIn("libraries/src/misc/zutl_SmartArray.h", action); };
     EXPECT_EQ(refusal([&] { *empty; }), "zutl::SmartArray::operator*() - pointer is NULL!");
     EXPECT_EQ(refusal([&] { empty[0]; }), "zutl::SmartArray::operator[]() - pointer is NULL!");

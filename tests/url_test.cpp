@@ -72,6 +72,9 @@ TEST(Url, DecodesEscapes) {
     for (const auto& [text, plain, plusAsSpace] : cases) {
         EXPECT_EQ(url::decode(text, false), plain) << text;
         EXPECT_EQ(url::decode(text, true), plusAsSpace) << text;
+        String inPlace(text);
+        url::decodeInPlace(inPlace, true);
+        EXPECT_EQ(inPlace, plusAsSpace) << text;
     }
     for (size_t length = 4050; length < 4120; ++length) { // around the pieces in which it works
         const std::string x(length, 'x');

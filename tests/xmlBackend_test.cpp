@@ -22,7 +22,7 @@ TEST(XmlCursor, TakesXmlFromElsewhere) {
         {"<a>&lt;&gt;&amp;amp;&apos;&quot;&#65;&#x42;&b;&</a>", "<>&amp;'\"AB&b;&",
          "<a>&lt;&gt;&amp;amp;'\"AB&amp;b;&amp;</a>"},
         {"<a > \r\n\t</a >", " \r\n\t", "<a> \r\n\t</a>"},
-        {"<?xml version='1.0' encoding='ISO-8859-1'?><a>\xFC</a>", "\xC3\xBC", "<a>\xC3\xBC</a>"},
+        {"<?xml version='1.0' encoding='ISO-8859-1'?><a>\xFC</a>", "\xFC", "<a>\xFC</a>"},
     };
     for (const auto& [xml, value, itself] : cases) {
         const DomIterator root = DomIterator::parse(xml);
@@ -40,16 +40,26 @@ TEST(XmlCursor, IsAtItsEndInWhatIsNoDocument) {
         SCOPED_TRACE(xml);
         DomIterator cursor = DomIterator::parse(xml, "second");
         for (int moves = 0; moves < 2; ++moves, cursor.previousSibling(), cursor.nextSibling()) {
-            EXPECT_TRUE(cursor.atEnd() && cursor.childrenBegin().atEnd() && cursor.searchChild("b").atEnd());
-            EXPECT_FALSE(cursor.hasChildren() || cursor.hasValue() || cursor.hasAttributes());
+            EXPECT_TRUE(cursor.atEnd());
+            EXPECT_TRUE(cursor.childrenBegin().atEnd());
+            EXPECT_TRUE(cursor.searchChild("b").atEnd());
+            EXPECT_FALSE(cursor.hasChildren());
+            EXPECT_FALSE(cursor.hasValue());
+            EXPECT_FALSE(cursor.hasAttributes());
             EXPECT_EQ(cursor.getName() + cursor.getValue() + cursor.getAttribute("b") + cursor.toXML(), "");
         }
         String text("before");
         Integer number(7);
         Settings map{{"before", ""}};
         zusl::List<String> list{"before"};
-        EXPECT_FALSE(text.fromXML(xml) || number.fromXML(xml) || map.fromXML(xml) || list.fromXML(xml));
-        EXPECT_TRUE(text == "before" && number == 7 && map.count("before") == 1 && list.size() == 1);
+        EXPECT_FALSE(text.fromXML(xml));
+        EXPECT_FALSE(number.fromXML(xml));
+        EXPECT_FALSE(map.fromXML(xml));
+        EXPECT_FALSE(list.fromXML(xml));
+        EXPECT_EQ(text, "before");
+        EXPECT_EQ(number, 7);
+        EXPECT_EQ(map.count("before"), 1U);
+        EXPECT_EQ(list.size(), 1U);
     }
 }
 
@@ -58,21 +68,29 @@ TEST(XmlCursor, WalksTheElementsAndKeepsTheirDocument) {
         DomIterator::parse("<r>0<!-- b --><n:a x=' 1' y=\"&lt;\n\"/>2<?b?><b><d/><c/></b><c>3</c>4</r>");
     const DomIterator root = cursor;
     EXPECT_EQ(root.numChildren() + 10 * root.numChildren("c"), 13U);
-    EXPECT_FALSE(root.hasAttributes() || root.childrenBegin().hasChildren());
+    EXPECT_FALSE(root.hasAttributes());
+    EXPECT_FALSE(root.childrenBegin().hasChildren());
     String names, out;
     for (cursor = cursor.childrenBegin(); !cursor.atEnd(); cursor.nextSibling())
         names += cursor.getName(out) + out + (cursor.hasChildren() ? "+" : "-");
     EXPECT_EQ(names, "n:an:a-bb+cc-");
-    EXPECT_TRUE(cursor.isEqual(root.childrenEnd()) && !cursor.isEqual(root) && root.isEqual(root));
+    EXPECT_TRUE(cursor.isEqual(root.childrenEnd()));
+    EXPECT_FALSE(cursor.isEqual(root));
+    EXPECT_TRUE(root.isEqual(root));
 
     cursor = root.findChild("b");
-    EXPECT_TRUE(root.searchChild("b").isEqual(cursor) && root.findChild("d").atEnd());
+    EXPECT_TRUE(root.searchChild("b").isEqual(cursor));
+    EXPECT_TRUE(root.findChild("d").atEnd());
     EXPECT_TRUE(root.searchChild("d").isEqual(cursor.childrenBegin()));
     EXPECT_EQ(root.searchChild("c").getValue() + root.findChild("c").getValue(), "3"); // the first is empty
-    EXPECT_TRUE(cursor.searchChild("b").atEnd() && (cursor < root) != (root < cursor) && !(root < root));
+    EXPECT_TRUE(cursor.searchChild("b").atEnd());
+    EXPECT_NE(cursor < root, root < cursor);
+    EXPECT_FALSE(root < root);
     cursor.previousSibling();
     EXPECT_EQ(cursor.attributes(), (std::map<String, String>{{"x", " 1"}, {"y", "<\n"}}));
-    EXPECT_TRUE(cursor.hasAttribute("y") && !cursor.hasAttribute("z") && cursor.getAttribute("z").empty());
+    EXPECT_TRUE(cursor.hasAttribute("y"));
+    EXPECT_FALSE(cursor.hasAttribute("z"));
+    EXPECT_TRUE(cursor.getAttribute("z").empty());
     cursor.previousSibling();
     EXPECT_TRUE(cursor.atEnd());
 }
@@ -81,7 +99,9 @@ TEST(XmlCursor, TakesNoStackForDepth) {
     const std::vector<String> levels(300001);
     const String xml = String::join(levels, "<a>") + "x" + String::join(levels, "</a>");
     const DomIterator root = DomIterator::parse(xml);
-    EXPECT_TRUE(root.getValue() == "x" && root.toXML() == xml && root.searchChild("b").atEnd());
+    EXPECT_EQ(root.getValue(), "x");
+    EXPECT_EQ(root.toXML(), xml);
+    EXPECT_TRUE(root.searchChild("b").atEnd());
 }
 
 TEST(XmlReaders, TakeAValue) {
@@ -92,7 +112,8 @@ TEST(XmlReaders, TakeAValue) {
         EXPECT_EQ(text, value);
     }
     EXPECT_FALSE(text.fromXML(nullptr));
-    EXPECT_TRUE(text.fromXML("<empty/>") && text.empty());
+    EXPECT_TRUE(text.fromXML("<empty/>"));
+    EXPECT_TRUE(text.empty());
 
     const std::pair<const char*, int> numbers[] = {
         {"42", 42}, {" 42", 42}, {"42abc", 42}, {"-7", -7}, {"abc", 0}, {"", 0}, {"99999999999", INT32_MAX}};
@@ -100,6 +121,15 @@ TEST(XmlReaders, TakeAValue) {
         Integer read(1);
         EXPECT_TRUE(read.fromXML(("<v>" + std::string(value) + "</v>").c_str()));
         EXPECT_EQ(read, number) << value;
+    }
+}
+
+TEST(XmlReaders, KeepBytesWhateverTheDeclaredEncoding) {
+    for (const char* const encoding : {"UTF-8", "ISO-8859-1", "latin1", "UTF-16", "UTF-32"}) {
+        String text;
+        const std::string declaration = std::string("<?xml version='1.0' encoding='") + encoding + "'?>";
+        EXPECT_TRUE(text.fromXML((declaration + "<v>\xC3\xA4\xE4</v>").c_str())) << encoding;
+        EXPECT_EQ(text, "\xC3\xA4\xE4") << encoding;
     }
 }
 
@@ -127,10 +157,12 @@ TEST(XmlReaders, TakeAList) {
     zusl::List<String> list{"before"};
     EXPECT_TRUE(list.fromXML(full.toXML("L").c_str()));
     EXPECT_EQ(list, full);
-    EXPECT_TRUE(list.fromXML("<L>text</L>") && list.empty());
+    EXPECT_TRUE(list.fromXML("<L>text</L>"));
+    EXPECT_TRUE(list.empty());
     zusl::List<Settings> maps; // no map is found in an element without children
     EXPECT_TRUE(maps.fromXML("<L><none/><R><a>1</a></R></L>"));
-    EXPECT_TRUE(maps.size() == 1 && maps.front()["a"] == "1");
+    EXPECT_EQ(maps.size(), 1U);
+    EXPECT_EQ(maps.front()["a"], "1");
 }
 
 TEST(XmlReaders, TellMissingMemoryFromAMissingDocument) {

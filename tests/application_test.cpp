@@ -1,0 +1,419 @@
+#include "plainSettings.h"
+#include "settingsFile.h"
+#include "table.h"
+#include "temporaryFile.h"
+#include "zuap.h"
+#include "zuap_Application.h"
+#include "zutl_ReplaceFile.h"
+
+#include <csignal>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/wait.h>
+
+using zuap::Setting;
+using zuap::Values;
+using zutl::String;
+using namespace std::string_literals;
+
+namespace {
+
+std::string entry(const std::string& name, const std::string& value) {
+    return "  <" + name + ">" + value + "</" + name + ">\n";
+}
+
+std::string fileOf(const std::string& entries) {
+    return "<Settings>\n" + entries + "</Settings>\n";
+}
+
+// "APPLICATION/html" in a folder of the test's own; the working directory while the object lives.
+class HtmlFolder {
+public:
+    HtmlFolder() {
+        char pattern[] = "/tmp/zu_test.XXXXXX";
+        base = mkdtemp(pattern);
+        std::filesystem::create_directories(path());
+    }
+    HtmlFolder(const HtmlFolder&) = delete;
+    HtmlFolder& operator=(const HtmlFolder&) = delete;
+    ~HtmlFolder() { std::filesystem::remove_all(base); }
+
+    std::string path(const std::string& name = "") const { return base + "/device/html/" + name; }
+    bool has(const char* name) const { return std::filesystem::exists(path(name)); }
+    std::string read(const char* name) const {
+        String text;
+        text.fromFile(path(name).c_str());
+        return text;
+    }
+    void save(const std::string& entries) const {
+        ASSERT_TRUE(String(fileOf(entries)).toFile(path("settings_xml.txt").c_str()));
+    }
+
+private:
+    std::string base;
+};
+
+Setting target() {
+    return Setting::number("target", "Target").range("5", "30").step("0.5").initially("20");
+}
+
+} // namespace
+
+TEST(SettingsFile, ReadsBackWhatTheGatewayWrote) {
+    for (const Values& values :
+         table(Values(), Values{{"", ""}}, Values{{"a", "1"}, {"b", "</b>"}, {"c", "<c>"}},
+               Values{{"a", "x</a>\n  <c>2"}, {"b", "3"}}, Values{{"note", "1\n2\n\n  <3"}, {"target", "20"}},
+               Values{{"note", "x</note>\n  <target>99</target>\n  <note>"}},
+               Values{{"a", "</a>\n"}, {"z", ""}}, Values{{"a>b", "1"}, {"b</a>", "2"}, {"c</", "<>"}},
+               Values{{"a\nb", "\0\xFF"s}, {"é", "&amp;"}})) {
+        const HtmlFolder folder;
+        ASSERT_EQ(chdir(folder.path().c_str()), 0);
+        EXPECT_TRUE(saveXML(values)); // the program's own
+        EXPECT_EQ(folder.read("settings_xml.txt"), plainSettingsText(values));
+        Values read{{"old", "value"}};
+        EXPECT_EQ(zuap::readSettings("settings_xml.txt", read), zuap::Reading::complete);
+        EXPECT_EQ(plainSettingsText(read), plainSettingsText(values));
+        EXPECT_TRUE(read == values) << plainSettingsText(values);
+    }
+}
+
+// Every text of up to five parts that make trouble.
+TEST(SettingsFile, IsReadAsTheFirstMapThatTheGatewayWritesSo) {
+    const std::vector<std::string> parts = {"  <a>",  "  <b>",  "  <", "a>",    "</a>",  "</b>",
+                                            "</a>\n", "</b>\n", "\n",  "</>\n", "  </a>"};
+    std::vector<std::string> texts = {""};
+    for (size_t shorter = 0; texts.size() < 177156; ++shorter)
+        for (const std::string& part : parts)
+            texts.push_back(texts[shorter] + part);
+    size_t written = 0;
+    for (const std::string& text : texts)
+        if (const auto maps = plainSettingsOf(text); !maps.empty()) {
+            Values read;
+            EXPECT_TRUE(zuap::parseSettings(fileOf(text), read));
+            EXPECT_EQ(plainSettingsText(read), plainSettingsText(maps[0]));
+            EXPECT_TRUE(read == maps[0]) << text;
+            ++written;
+        }
+    EXPECT_GT(written, 1000U);
+}
+
+TEST(SettingsFile, ReadsHostileTextEntryByEntry) {
+    using Row = std::pair<std::string, Values>;
+    const auto cases =
+        table(Row(entry("a", "1") + "junk\n" + entry("b", "2"), {{"b", "2"}}), Row("  <a>1</b>\n", {}),
+              Row(entry("b", "1") + entry("a", "2"), {{"a", "2"}, {"b", "1"}}),
+              Row("\n\n" + entry("a", "1"), {{"a", "1"}}),
+              Row(entry("b", "1") + entry("a", "2") + entry("b", "3") + entry("a", "4"),
+                  {{"a", "2</a>\n  <b>3</b>\n  <a>4"}, {"b", "1"}}),
+              Row(entry("a", "1") + "  <b>2</b>", {{"a", "1"}}), Row("  <", {}), Row("  <>\n  <\n", {}));
+    for (const auto& [entries, expected] : cases) {
+        Values read;
+        EXPECT_TRUE(zuap::parseSettings(fileOf(entries), read)) << entries;
+        EXPECT_EQ(plainSettingsText(read), plainSettingsText(expected)) << entries;
+    }
+}
+
+TEST(SettingsFile, RefusesATextWithoutItsBeginningOrEnd) {
+    const std::string whole = plainSettingsText({{"a", "1"}});
+    for (size_t length = 0; length < whole.size(); ++length) {
+        Values read{{"old", "value"}};
+        EXPECT_FALSE(zuap::parseSettings(whole.substr(0, length), read)) << length;
+        EXPECT_TRUE(length == 0 || !zuap::parseSettings(whole.substr(length), read)) << length;
+        EXPECT_TRUE(read.empty()) << length;
+    }
+}
+
+TEST(SettingsFile, SaysWhyAFileIsNotRead) {
+    Values read;
+    const TemporaryFile whole(plainSettingsText({{"a", std::string(10000, 'x')}})), cut("<Settings>\n"),
+        empty;
+    EXPECT_EQ(zuap::readSettings(whole.path(), read), zuap::Reading::complete);
+    EXPECT_EQ(read["a"].size(), 10000U);
+    EXPECT_EQ(zuap::readSettings(cut.path(), read), zuap::Reading::incomplete);
+    EXPECT_EQ(zuap::readSettings(empty.path(), read), zuap::Reading::incomplete);
+    EXPECT_EQ(zuap::readSettings("/nowhere", read), zuap::Reading::missing);
+    EXPECT_EQ(zuap::readSettings("/tmp", read), zuap::Reading::failed);
+}
+
+TEST(SettingsFile, IsReadInTimeProportionalToAHostileText) {
+    const auto repeated = [](const std::string& part) {
+        std::string text;
+        while (text.size() < 4'000'000)
+            text += part;
+        return text;
+    };
+    for (const std::string& part :
+         table("  <a>\n"s, "  <a\n"s, "</a>\n"s, entry("a", "1"), "b>c</"s, ">"s, "  <a></"s)) {
+        Values read; // a quadratic reader would take hours
+        EXPECT_TRUE(zuap::parseSettings(fileOf("  <" + repeated(part) + "z>\n"), read)) << part;
+    }
+}
+
+TEST(Setting, SaysWhyAValueIsRefused) {
+    const Setting text = Setting::text("t", "").length(1, 3);
+    const Setting letters = Setting::text("p", "").pattern("[A-Z]{2}\\d*");
+    const Setting free = Setting::number("f", ""),
+                  stepped = Setting::number("s", "").range("-1", "").step("0.3").initially("-1");
+    const Setting mode = Setting::choice("m", "").option("auto", "Automatic").option("heat", "Heat");
+    using Row = std::tuple<Setting, std::string, std::string>;
+    const std::vector<Row> cases = {{text, "", "t: 0 characters, fewer than 1"},
+                                    {text, "é漢x", ""},
+                                    {text, "abcd", "t: 4 characters, more than 3"},
+                                    {text, "\xC3", "t: the text is not UTF-8"},
+                                    {text, "a\n", "t: the text has a control character"},
+                                    {text, "\x7F", "t: the text has a control character"},
+                                    {text, "\xC2\x80", "t: the text has a control character"},
+                                    {letters, "AB12", ""},
+                                    {letters, "", ""},
+                                    {letters, "A1", "p: A1 does not match [A-Z]{2}\\d*"},
+                                    {target(), "5", ""},
+                                    {target(), "30.0", ""},
+                                    {target(), "020.5000000000", ""},
+                                    {target(), "99", "target: 99 is above 30"},
+                                    {target(), "4.5", "target: 4.5 is below 5"},
+                                    {target(), "30.0000001", "target: 30.0000001 is above 30"},
+                                    {target(), "-5", "target: -5 is below 5"},
+                                    {target(), "5.2", "target: 5.2 is not in steps of 0.5 from 5"},
+                                    {target(), "", "target:  is not a number"},
+                                    {target(), "1e1", "target: 1e1 is not a number"},
+                                    {target(), " 20", "target:  20 is not a number"},
+                                    {target(), "20.", "target: 20. is not a number"},
+                                    {target(), "0x1", "target: 0x1 is not a number"},
+                                    {target(), "20.00000001", "target: 20.00000001 has more than 7 decimals"},
+                                    {free, "-.5", ""},
+                                    {free, "99999999999.9999999", ""},
+                                    {free, "-99999999999.9999999", ""},
+                                    {free, "100000000000", "f: 100000000000 is above 99999999999.9999999"},
+                                    {free, "-" + std::string(100, '9'),
+                                     "f: -" + std::string(63, '9') + "... is below -99999999999.9999999"},
+                                    {stepped, "-0.7", ""},
+                                    {stepped, "-0.1", ""},
+                                    {stepped, "0", "s: 0 is not in steps of 0.3 from -1"},
+                                    {mode, "heat", ""},
+                                    {mode, "fast", "m: fast is not one of auto, heat"},
+                                    {Setting::onOff("o", ""), "on", ""},
+                                    {Setting::onOff("o", ""), "1", "o: 1 is neither on nor off"}};
+    for (const auto& [setting, value, reason] : cases)
+        EXPECT_EQ(setting.refusal(value), reason) << value;
+}
+
+TEST(Setting, MatchesPatterns) {
+    using Row =
+        std::tuple<const char*, const char*, const char*>; // pattern, texts that match, texts that do not
+    for (const auto& [pattern, right, wrong] :
+         table(Row("a", "a", "b aa"), Row("a?b*c+", "c abc bbcc", "ab a aac cb"),
+               Row("a{2}b{1,}c{0,2}", "aab aabbcc", "ab aa aabccc"), Row("[a-z]*a", "a za aaa", "z ab"),
+               Row("\\[", "[", "]"), Row("[^x]y", "ay éy", "xy y"), Row("[\\]\\-\\\\]", "] - \\", "x"),
+               Row("\\d\\w", "1_ 2Z 33", "x1 1é"), Row(".", "é 漢", "ab  "),
+               Row("[α-ω]{1,3}", "α λογ", "a αααα"))) {
+        const Setting setting = Setting::text("t", "").pattern(pattern);
+        for (const String& text : String(right).tokenize(" ", ""))
+            EXPECT_EQ(setting.refusal(text), "") << pattern;
+        for (const String& text : String(wrong).tokenize(" ", ""))
+            EXPECT_EQ(setting.refusal(text), "t: " + text + " does not match " + pattern);
+    }
+    const Setting hostile = Setting::text("t", "").pattern("a*a*a*a*a*a*a*a*b").length(0, 100000);
+    EXPECT_NE(hostile.refusal(std::string(100000, 'a')), ""); // one that goes back would take for ever
+}
+
+TEST(Setting, NamesTheFaultInItsDescription) {
+    using Row = std::pair<Setting, const char*>;
+    const char* const badName =
+        ": a name must not be empty, and has no capital letters, line feeds or any of <>/";
+    for (const auto& [setting, fault] :
+         table(Row(target(), ""), Row(Setting::text("", ""), badName),
+               Row(Setting::text("a", "").length(2, 1), "a: the least length is above the greatest"),
+               Row(target().range("5", "x"), "target: x is not a number of up to 11 digits and 7 decimals"),
+               Row(target().range("100000000000", ""),
+                   "target: 100000000000 is not a number of up to 11 digits and 7 decimals"),
+               Row(target().step("0"), "target: the step 0 is not above 0"),
+               Row(target().initially("4"), "target: 4 is below 5"),
+               Row(Setting::choice("a", ""), "a: a choice needs options"),
+               Row(Setting::onOff("a", "").initially("1"), "a: 1 is neither on nor off")))
+        EXPECT_EQ(setting.fault(), fault);
+    for (const char* const name : {"A", "a<", "a>", "a/", "a\n"})
+        EXPECT_EQ(Setting::text(name, "").fault(), name + std::string(badName));
+    for (const char* const pattern :
+         {"(a)",      "a|b",    "^a",  "a$", "a**", "a*?",  "*",    "{1}",   "a{2,1}",  "a{,2}",
+          "a{65536}", "a{1",    "[",   "[]", "[^]", "[a-]", "[-a]", "[z-a]", "[\\d-z]", "[a-\\d]",
+          "[a-c-e]",  "[a&&b]", "[[]", "]",  "}",   "\\",   "\\n",  "\\-",   "\xFF"})
+        EXPECT_EQ(Setting::text("a", "").pattern(pattern).fault(),
+                  "a: the pattern " + std::string(pattern) + " is not supported");
+}
+
+TEST(Application, PublishesWhatItRunsWith) {
+    const HtmlFolder folder;
+    {
+        zuap::Application device(folder.path());
+        device.add(target().unit("°C").help("\"Warm\""));
+        device.add(Setting::text("room", "Room").length(0, 40).pattern(".*").initially("Hall"));
+        device.add(Setting::choice("mode", "Mode").option("auto", "Automatic"));
+        device.add(Setting::onOff("eco", "Eco"));
+        EXPECT_EQ(device.descriptor(), -1);
+        EXPECT_EQ(device.next(), zuap::Event::failed);
+        EXPECT_EQ(device.error(), "the application has not been started");
+        folder.save(entry("target", "99") + entry("eco", "on") + entry("room", "\xFF\"\n") +
+                    entry("other", "1"));
+        ASSERT_TRUE(device.start()) << device.error();
+        EXPECT_EQ(folder.read("pid.cgi"), "device\n");
+        EXPECT_EQ(folder.read("state.json"), R"({"revision": 1, "settings": [
+  {"name": "target", "label": "Target", "help": "\"Warm\"", "type": "number", "default": "20", "value": "20", "minimum": "5", "maximum": "30", "step": "0.5", "unit": "°C"},
+  {"name": "room", "label": "Room", "help": "", "type": "text", "default": "Hall", "value": "Hall", "minimumLength": 0, "maximumLength": 40, "pattern": ".*"},
+  {"name": "mode", "label": "Mode", "help": "", "type": "choice", "default": "auto", "value": "auto", "choices": [
+    {"value": "auto", "label": "Automatic"}]},
+  {"name": "eco", "label": "Eco", "help": "", "type": "switch", "default": "off", "value": "on"}], "refusals": [
+  {"name": "target", "value": "99", "reason": "target: 99 is above 30"},
+  {"name": "room", "value": "\uFFFD\"\n", "reason": "room: the text is not UTF-8"}]}
+)");
+        EXPECT_FALSE(device.start());
+    }
+    EXPECT_FALSE(folder.has("pid.cgi"));
+    EXPECT_FALSE(folder.has("state.json"));
+}
+
+TEST(Application, TakesOverAtEachSignalWhatIsValid) {
+    const HtmlFolder folder;
+    zuap::Application device(folder.path());
+    device.add(target());
+    device.add(Setting::onOff("eco", "Eco"));
+    ASSERT_TRUE(device.start()) << device.error();
+    pollfd readable = {device.descriptor(), POLLIN, 0};
+    const auto afterSignal = [&] {
+        kill(getpid(), SIGUSR1);
+        kill(getpid(), SIGUSR1); // one event
+        EXPECT_EQ(poll(&readable, 1, -1), 1);
+        EXPECT_EQ(device.wait(), zuap::Event::changed);
+        EXPECT_EQ(device.next(), zuap::Event::none);
+        EXPECT_EQ(poll(&readable, 1, 0), 0);
+        const String reasons = device.refusals().empty() ? String() : device.refusals()[0].reason;
+        return std::to_string(device.scaled("target", 1)) + (device.isOn("eco") ? " on " : " off ") +
+               reasons + device.error().substr(device.error().rfind('/') + 1);
+    };
+    EXPECT_EQ(afterSignal(), "200 off ");
+    folder.save(entry("eco", "on") + entry("target", "21.5"));
+    EXPECT_EQ(afterSignal(), "215 on ");
+    folder.save(entry("eco", "off") + entry("target", "99"));
+    EXPECT_EQ(afterSignal(), "215 off target: 99 is above 30");
+    ASSERT_TRUE(String("<Settings>\n").toFile(folder.path("settings_xml.txt").c_str()));
+    EXPECT_EQ(afterSignal(), "215 off target: 99 is above 30settings_xml.txt: not a whole settings file");
+    folder.save(entry("target", "7"));
+    EXPECT_EQ(afterSignal(), "70 off ");
+    std::filesystem::remove(folder.path("settings_xml.txt"));
+    EXPECT_EQ(afterSignal(), "200 off ");
+    EXPECT_EQ(device.revision(), 7U);
+    EXPECT_THROW(device.value("other"), zutl::Exception);
+    for (const int number : {SIGTERM, SIGINT}) {
+        kill(getpid(), number);
+        EXPECT_EQ(device.wait(), zuap::Event::ended);
+    }
+}
+
+// In a process of its own: takes over settings until both texts are `last`. Exits with 1 if they ever differ.
+[[noreturn]] static void runDevice(const HtmlFolder& folder, const std::string& last) {
+    alarm(120); // a missed signal makes it wait for ever
+    zuap::Application device(folder.path());
+    device.add(Setting::text("first", ""));
+    device.add(Setting::text("second", ""));
+    bool isWhole = device.start();
+    while (isWhole && device.value("first") != last && device.wait() == zuap::Event::changed)
+        isWhole = device.value("first") == device.value("second") && device.error().empty();
+    _exit(isWhole ? 0 : 1);
+}
+
+TEST(Application, TakesOverTheLastStateWhateverSignalsCome) {
+    constexpr int signals = 10000;
+    const HtmlFolder folder;
+    const pid_t device = fork();
+    if (device == 0)
+        runDevice(folder, std::to_string(signals));
+    while (!folder.has("state.json"))
+        usleep(1000);
+    for (int number = 1; number <= signals; ++number) {
+        if (number % 20 == 0) { // as the gateway replaces it
+            const std::string value = std::to_string(number);
+            const zutl::FileError error = zutl::replaceFile(
+                folder.path().c_str(), settingsFile, fileOf(entry("first", value) + entry("second", value)),
+                zutl::Durability::cached);
+            ASSERT_EQ(error.code, 0);
+        }
+        kill(device, SIGUSR1);
+    }
+    int status = -1;
+    waitpid(device, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_NE(folder.read("state.json").find("\"value\": \"10000\""), std::string::npos);
+}
+
+TEST(Application, SaysWhyItDoesNotStart) {
+    const HtmlFolder folder;
+    const std::string noFolder = folder.path("none"), wrongName = folder.path("..");
+    zuap::Application missing(noFolder), wrong(wrongName), device(folder.path());
+    EXPECT_FALSE(missing.start());
+    EXPECT_EQ(missing.error(), noFolder + ": No such file or directory");
+    EXPECT_FALSE(wrong.start());
+    EXPECT_NE(wrong.error().find("/device: the folder must be APPLICATION/html"), String::npos)
+        << wrong.error();
+    device.add(target());
+    EXPECT_THROW(device.add(target()), zutl::Exception);
+    EXPECT_THROW(device.add(target().initially("99")), zutl::Exception);
+    std::filesystem::create_directory(folder.path("pid.cgi"));
+    EXPECT_FALSE(device.start());
+    EXPECT_NE(device.error().find("/pid.cgi: Is a directory"), String::npos) << device.error();
+}
+
+TEST(Application, CanBeWrittenInC) {
+    const HtmlFolder folder;
+    folder.save(entry("mode", "fast") + entry("target", "21.5"));
+    zuap_application* const device = zuap_create(folder.path().c_str());
+    const auto add = [&](zuap_type type, const char* name, const char* initial) {
+        const zuap_option options[] = {{"auto", "Automatic"}, {"heat", "Heat"}, {nullptr, nullptr}};
+        zuap_setting setting{};
+        setting.type = type;
+        setting.name = name;
+        setting.initial = initial;
+        setting.options = options;
+        return zuap_add(device, &setting);
+    };
+    EXPECT_EQ(zuap_wait(device), -1);
+    EXPECT_STREQ(zuap_error(device), "the application has not been started");
+    EXPECT_EQ(add(ZUAP_NUMBER, "target", nullptr), 0);
+    EXPECT_EQ(add(ZUAP_CHOICE, "mode", nullptr) + add(ZUAP_TEXT, "room", "Hall") +
+                  add(ZUAP_SWITCH, "eco", "on"),
+              0);
+    EXPECT_EQ(add(ZUAP_NUMBER, "target", nullptr), -1);
+    EXPECT_NE(strstr(zuap_error(device), "zuap::Application::add() - target: the name is taken"), nullptr);
+    ASSERT_EQ(zuap_start(device), 0) << zuap_error(device);
+    EXPECT_STREQ(zuap_error(device), "");
+    EXPECT_GE(zuap_descriptor(device), 0);
+    EXPECT_STREQ(zuap_value(device, "mode"), "auto");
+    EXPECT_EQ(zuap_value(device, nullptr), nullptr);
+    EXPECT_EQ(zuap_is_on(device, "eco") + 10 * zuap_is_on(device, "room"), 1);
+    EXPECT_EQ(zuap_is_on(device, "other"), -1);
+    EXPECT_NE(strstr(zuap_error(device), "value() - no such setting"), nullptr);
+    long long number = 0;
+    EXPECT_EQ(zuap_scaled(device, "target", 2, &number), 0);
+    EXPECT_EQ(number, 2150);
+    EXPECT_EQ(zuap_scaled(device, "other", 2, &number), -1);
+    EXPECT_EQ(zuap_refusal_count(device), 1U);
+    EXPECT_STREQ(zuap_refusal(device, 0), "mode: fast is not one of auto, heat");
+    EXPECT_EQ(zuap_refusal(device, 1), nullptr);
+    EXPECT_EQ(zuap_next(device), ZUAP_NONE);
+    kill(getpid(), SIGUSR1);
+    EXPECT_EQ(zuap_wait(device), ZUAP_CHANGED);
+    EXPECT_EQ(zuap_revision(device), 2U);
+    kill(getpid(), SIGTERM);
+    EXPECT_EQ(zuap_next(device), ZUAP_ENDED);
+    std::string read;
+    const auto take = [](void* context, const char* name, const char* value) {
+        *static_cast<std::string*>(context) += name + "="s + value + ";";
+    };
+    EXPECT_EQ(zuap_read_file(folder.path("settings_xml.txt").c_str(), take, &read), 0);
+    EXPECT_EQ(read, "mode=fast;target=21.5;");
+    EXPECT_EQ(zuap_read_file("/nowhere", take, &read), -1);
+    EXPECT_EQ(errno, ENOENT);
+    EXPECT_EQ(zuap_read_file("/dev/null", take, &read), -1);
+    EXPECT_EQ(errno, EAGAIN);
+    zuap_free(device);
+    zuap_free(nullptr);
+}

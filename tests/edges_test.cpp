@@ -1,0 +1,117 @@
+// Lengths beyond 32 bits, and arguments that are part of the object.
+
+#include "bytes.h"
+#include "sparseText.h"
+#include "temporaryFile.h"
+#include "zusl_List.h"
+#include "zusl_Map.h"
+
+#include <deque>
+#include <gtest/gtest.h>
+
+using zusl::MemIOStream;
+using zutl::String;
+using Settings = zusl::StringMap<String>;
+using Texts = zusl::List<String>;
+
+namespace {
+
+struct OtherText : String { // whose list is written through the stream
+    using String::String;
+};
+
+const unsigned char* bytesOf(const std::string& text) {
+    return reinterpret_cast<const unsigned char*>(text.data());
+}
+
+} // namespace
+
+#if SIZE_MAX > UINT32_MAX
+
+TEST(Length, OfATextEndsAt32Bits) {
+    constexpr size_t longest = 0xFFFFFFFF - 5;
+    String text;
+    {
+        const SparseText fits(text, longest);
+        EXPECT_EQ(text.getBinLength(), 0xFFFFFFFF);
+    }
+    for (const size_t size : {longest + 1, size_t{1} << 32, (size_t{1} << 32) + 5}) {
+        const SparseText tooLong(text, size);
+        std::vector<unsigned char> untouched(64, 7);
+        EXPECT_THROW(text.getBinLength(), std::bad_alloc) << size;
+        EXPECT_THROW(text.toBin(untouched.data()), std::bad_alloc) << size;
+        EXPECT_EQ(untouched, std::vector<unsigned char>(64, 7)) << size;
+        MemIOStream stream;
+        EXPECT_THROW(stream.write(text), std::bad_alloc) << size;
+        EXPECT_TRUE(stream.isEmpty()) << size;
+    }
+    const SparseText tooLong(text, 0xFFFFFFFF); // one more with the zero byte
+    EXPECT_THROW(static_cast<void>(zutl::SmartArray<char>{text}), std::bad_alloc);
+}
+
+TEST(Length, OfAMapEndsAt32Bits) {
+    const TemporaryFile file("before");
+    for (const size_t size : {size_t{1} << 32, size_t{3} << 30}) {
+        Settings map;
+        const SparseText a(map["a"], size), b(map["b"], size);
+        std::vector<unsigned char> untouched(64, 7);
+        EXPECT_THROW(map.getBinLength(), std::bad_alloc) << size;
+        EXPECT_THROW(map.toBin(untouched.data()), std::bad_alloc) << size;
+        EXPECT_EQ(untouched, std::vector<unsigned char>(64, 7)) << size;
+        EXPECT_THROW(map.toFile(file.path()), std::bad_alloc) << size;
+        EXPECT_EQ(file.bytes(), "before") << size;
+    }
+}
+
+template <typename List>
+static void checkLongList() {
+    List list(5);
+    std::deque<SparseText> elements;
+    for (std::string& text : list)
+        elements.emplace_back(text, 900000000);
+    std::vector<unsigned char> untouched(64, 7);
+    EXPECT_EQ(list.getBinLength(), 0U);
+    EXPECT_EQ(thrown([&] { list.toBin(untouched.data()); }), fromBinFailed);
+    EXPECT_EQ(untouched, std::vector<unsigned char>(64, 7));
+    MemIOStream stream;
+    EXPECT_NE(thrown([&] { stream.write(list); }), "");
+    EXPECT_TRUE(stream.isEmpty());
+}
+
+TEST(Length, OfAListEndsAt32Bits) {
+    checkLongList<Texts>();
+}
+
+TEST(Length, OfAStreamEndsAt32Bits) {
+    MemIOStream stream;
+    unsigned char* data;
+    stream.getWriteBuffer(data, 0xFFFFFFFD);
+    std::vector<unsigned char> untouched(64, 7);
+    EXPECT_THROW(stream.getBinLength(), std::bad_alloc);
+    EXPECT_THROW(stream.toBin(untouched.data()), std::bad_alloc);
+    EXPECT_EQ(untouched, std::vector<unsigned char>(64, 7));
+}
+
+#endif
+
+TEST(Argument, MayBePartOfTheObject) {
+    const std::string listForm = binaryForm(Texts{"a", "b"}), mapForm = binaryForm(Settings{{"a", "1"}});
+    Texts list{listForm, "x"};
+    EXPECT_EQ(list.fromBin(bytesOf(list.front()), static_cast<unsigned>(listForm.size())), listForm.size());
+    EXPECT_EQ(list, (Texts{"a", "b"}));
+    zusl::List<OtherText> others{listForm};
+    others.fromBin(bytesOf(others.front()), static_cast<unsigned>(listForm.size()));
+    EXPECT_EQ(others.size(), 2U);
+    Settings map{{"x", mapForm}};
+    EXPECT_EQ(map.fromBin(bytesOf(map["x"]), static_cast<unsigned>(mapForm.size())), mapForm.size());
+    EXPECT_EQ(map, (Settings{{"a", "1"}}));
+
+    std::vector<String> tokens{"the first token of the text,the second one"};
+    String::tokenize(tokens[0], ",", tokens, "");
+    EXPECT_EQ(tokens.size(), 3U);
+    EXPECT_EQ(tokens.back(), "the second one");
+    const TemporaryFile file("content");
+    String text(file.path());
+    EXPECT_TRUE(text.fromFile(text.c_str()));
+    EXPECT_EQ(text, "content");
+}

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstring>
+#include <new>
+#include <string>
+#include <sys/mman.h>
+
+// Gives a text a size that takes no memory: its bytes are a mapping that nobody has touched. The text is
+// empty again when the object goes. Knows how the standard library lays out a std::string.
+class SparseText {
+public:
+    SparseText(std::string& owner, size_t bytes) : text(&owner), size(bytes) {
+        mapping = mmap(nullptr, size + 1, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE,
+                       -1, 0);
+        const struct {
+            void* data;
+            size_t size, capacity;
+        } layout{mapping, size, size};
+        static_assert(sizeof layout <= sizeof(std::string), "another layout");
+        std::memcpy(static_cast<void*>(text), &layout, sizeof layout);
+    }
+    SparseText(const SparseText&) = delete;
+    SparseText& operator=(const SparseText&) = delete;
+    ~SparseText() {
+        new (text) std::string();
+        munmap(mapping, size + 1);
+    }
+
+private:
+    std::string* text;
+    size_t size;
+    void* mapping;
+};
