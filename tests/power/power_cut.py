@@ -1,0 +1,319 @@
+"""Cuts the power of virtual machines that save forms, and checks what each file system then holds."""
+
+import argparse
+import collections
+import concurrent.futures
+import dataclasses
+import os
+import random
+import shutil
+import signal
+import struct
+import sys
+
+from emulator import MARKS, Emulator, Kernel, Machine, Monitor, output, program, scratch_folder
+
+MEGABYTE = 1 << 20
+BLOCK = 4096
+SECTOR = 512
+DISK_SIZE = 64 * MEGABYTE  # f2fs wants about 40
+FLASH_SIZE = 4 * MEGABYTE
+MODULES = ["virtio_pci", "virtio_blk", "zstd", "crc32_generic", "crc32c_generic", "ext4", "f2fs", "mtdram", "ubifs",
+           "jffs2"]
+MODULE_PARAMETERS = {"mtdram": f"total_size={4 * FLASH_SIZE >> 10} erase_size=64"}
+MAKE_DISK = {"ext4": ["mke2fs", "-q", "-t", "ext4", "-b", "4096", "-J", "size=4"], "f2fs": ["mkfs.f2fs", "-q"]}
+CONTROL_STATES = 30
+FILE_SYSTEMS = ["ext4", "f2fs", "ubifs", "jffs2"]
+
+
+@dataclasses.dataclass(frozen=True)
+class Subject:
+    """A file system and the program that saves to it. A `fault` is what the rig must find, or it is no rig."""
+
+    file_system: str
+    program: str = "saveSettings"
+    options: str = "-"
+    action: str = "save"
+    fault: str = ""
+
+    def __str__(self):
+        return f"{self.file_system} {self.program}" if self.fault else self.file_system
+
+
+CONTROLS = [
+    Subject("ext4", "noDirectorySyncProgram", fault="lost"),
+    Subject("f2fs", "noDirectorySyncProgram", fault="lost"),
+    Subject("ubifs", "noDirectorySyncProgram", fault="lost"),
+    Subject("ext4", "noSyncProgram", "noauto_da_alloc,commit=1", fault="torn"),
+    Subject("ubifs", "noSyncProgram", fault="torn"),
+    # JFFS2 writes at once, so nothing is lost without a sync; but a symbolic link makes the program write in place.
+    Subject("jffs2", "saveSettings", action="link", fault="not-renamed"),
+]
+
+
+@dataclasses.dataclass
+class State:
+    """What a power cut has left on a medium: the slot of that number in the image of all."""
+
+    subject: Subject
+    started: int
+    confirmed: int
+    how: str
+    form: int = 0
+    left_overs: int = 0
+    next_save: str = "not checked"
+
+    def verdict(self):
+        if self.form == -2:
+            return "unmountable"
+        if self.form == -1:
+            return "torn"
+        if self.form < self.confirmed:
+            return "lost"
+        if self.form > self.started:
+            return "invented"
+        return self.next_save
+
+
+# --- What a disk may hold after a power cut -------------------------------------------------------------------------
+
+
+def read_log(path):
+    """Yields (offset, data, flushes) for each write and flush that the blklogwrites driver has recorded."""
+    with open(path, "rb") as file:
+        file.seek(SECTOR)  # the super block
+        while len(head := file.read(SECTOR)) == SECTOR:
+            sector, count, flags, _ = struct.unpack_from("<QQQQ", head)
+            data = file.read(count * SECTOR)
+            if (count == 0 and flags == 0) or len(data) < count * SECTOR:
+                return  # the end, or an entry that the cut has left unfinished
+            if flags > 1:
+                raise ValueError(f"neither a write nor a flush: flags {flags}")
+            yield sector * SECTOR, data, flags == 1
+
+
+def apply(blocks, offset, data):
+    """Writes to {number: content of a block}, all of which were zero."""
+    while data:
+        number, start = divmod(offset, BLOCK)
+        part = data[: BLOCK - start]
+        old = blocks.get(number, bytes(BLOCK))
+        blocks[number] = old[:start] + part + old[start + len(part):]
+        offset, data = offset + len(part), data[len(part):]
+
+
+def disk_states(subject, image, wanted, chance):
+    """Yields (state, blocks) at random points of the log, and at its end: with none, all or some of the blocks written
+    since the last flush."""
+    events = list(read_log(image + ".log"))
+    is_mark = [offset == DISK_SIZE for offset, _, _ in events]
+    first = is_mark.index(True) + 1  # from here on a save was started
+    points = sorted(chance.sample(range(first, len(events)), min(wanted, len(events) - first) - 1)) + [len(events)]
+    durable, pending, marks, done = read_blocks(image + ".base"), [], (0, 0), 0
+    for point in points:
+        for (offset, data, flushes), mark in zip(events[done:point], is_mark[done:point]):
+            if mark:
+                marks = struct.unpack_from("<QQ", data)
+                continue
+            if data:
+                pending.append((offset, data))
+            if flushes:
+                for write in pending:
+                    apply(durable, *write)
+                pending = []
+        done = point
+        kept = chance.choice([0, 1, chance.random()]) if pending else 1
+        blocks = dict(durable)
+        for offset, data in pending:
+            for start in range(0, len(data), BLOCK):
+                if chance.random() < kept:
+                    apply(blocks, offset + start, data[start:start + BLOCK])
+        how = f"point {point} of {len(events)}, {kept:.2f} of {len(pending)} writes"
+        yield State(subject, *marks, how), blocks
+
+
+def read_blocks(path):
+    with open(path, "rb") as file:
+        contents = iter(lambda: file.read(BLOCK), b"")
+        return {number: content for number, content in enumerate(contents) if any(content)}
+
+
+# --- One cut --------------------------------------------------------------------------------------------------------
+
+
+class Cut:
+    """One machine whose power is cut, and one that checks what that has left."""
+
+    def __init__(self, kernel, programs, subjects, wanted, chance):
+        self.kernel = kernel
+        self.programs = programs
+        self.disks = [subject for subject in subjects if subject.file_system in MAKE_DISK]
+        self.flashes = [subject for subject in subjects if subject.file_system not in MAKE_DISK]
+        self.wanted = wanted
+        self.chance = chance
+        self.states = []
+
+    def run(self, failures):
+        with scratch_folder() as self.folder:
+            with open(f"{self.folder}/states", "wb") as self.image:
+                self.save()
+                for number, subject in enumerate(self.disks):
+                    for state, blocks in disk_states(subject, self.disk(number), self.wanted, self.chance):
+                        slot = self.add(state)
+                        for block, content in blocks.items():
+                            os.pwrite(self.image.fileno(), content, slot + block * BLOCK)
+                self.image.truncate(len(self.states) * DISK_SIZE)
+            self.check()
+            self.keep_failures(failures)
+        return self.states
+
+    def disk(self, number):
+        return f"{self.folder}/disk{number}"
+
+    def add(self, state):
+        self.states.append(state)
+        return (len(self.states) - 1) * DISK_SIZE
+
+    def boot(self, plan, disks, log):
+        files = {"plan": (0o100644, "\n".join(plan).encode()), **self.programs}
+        return Machine(self.kernel, self.folder, files, disks, log)
+
+    def save(self):
+        plan = []
+        for number, subject in enumerate(self.disks):
+            disk = self.disk(number)
+            with open(disk + ".base", "wb") as file:
+                file.truncate(DISK_SIZE)
+            output(*MAKE_DISK[subject.file_system], disk + ".base")
+            shutil.copyfile(disk + ".base", disk)
+            os.truncate(disk, DISK_SIZE + BLOCK)
+            plan.append(f"{subject.action} {subject.file_system} vd{'abcd'[number]} 0 {DISK_SIZE} /{subject.program} "
+                        f"{subject.options}")
+        for number, subject in enumerate(self.flashes):
+            plan.append(f"{subject.action} {subject.file_system} flash {number * FLASH_SIZE} {FLASH_SIZE} "
+                        f"/{subject.program} {subject.options}")
+        with self.boot(plan, [self.disk(number) for number in range(len(self.disks))], log=True) as machine:
+            saving = 0
+            for words in machine.words():
+                if words[0] == "flash":
+                    flash = int(words[1], 16)
+                saving += words[0] == "saving"
+                if saving == len(plan):
+                    break
+            self.interrupt(machine, flash)
+
+    def interrupt(self, machine, flash):
+        """Stops the machine at random instants to copy the flash; leaves it off at the last one."""
+        seconds = self.chance.uniform(2, 5)
+        with Monitor(machine) as monitor:
+            for instant in range(self.wanted):
+                machine.run_for(self.chance.expovariate(self.wanted / seconds))
+                if not self.flashes:
+                    continue
+                monitor.run("stop")
+                marks = monitor.memory("pmemsave", MARKS, len(self.flashes) * BLOCK)
+                for number, subject in enumerate(self.flashes):
+                    state = State(subject, *struct.unpack_from("<QQ", marks, number * BLOCK), f"instant {instant}")
+                    content = monitor.memory("memsave", flash + number * FLASH_SIZE, FLASH_SIZE)
+                    os.pwrite(self.image.fileno(), content, self.add(state))
+                if instant < self.wanted - 1:
+                    monitor.run("cont")
+        machine.cut()
+
+    def check(self):
+        plan = []
+        for number, state in enumerate(self.states):
+            size = DISK_SIZE if state.subject in self.disks else FLASH_SIZE
+            plan.append(f"check {state.subject.file_system} vda {number * DISK_SIZE} {size} /saveSettings -")
+        with self.boot(plan, [f"{self.folder}/states"], log=False) as machine:
+            for words in machine.words():
+                if words[0] == "state":
+                    state = self.states[int(words[1])]
+                    state.form, state.left_overs, state.next_save = int(words[2]), int(words[3]), " ".join(words[4:])
+
+    def keep_failures(self, folder):
+        """Prints what went wrong, and keeps the first medium of each kind."""
+        for number, state in enumerate(self.states):
+            verdict, subject = state.verdict(), state.subject
+            if verdict == "good" or subject.fault:
+                continue
+            print(f"{subject}: {verdict}: form {state.form} of {state.confirmed}..{state.started}, {state.how}",
+                  flush=True)
+            kept = f"{folder}/{subject}-{verdict}.img"
+            if not os.path.exists(kept):
+                os.makedirs(folder, exist_ok=True)
+                output("dd", "status=none", "conv=sparse", f"bs={DISK_SIZE}", f"skip={number}", "count=1",
+                       f"if={self.folder}/states", f"of={kept}")
+
+
+# --- The campaign ---------------------------------------------------------------------------------------------------
+
+
+def report(subjects, states, cuts):
+    """Prints the figures; returns whether all is as it has to be."""
+    passed = True
+    print(f"{'':30} {'cuts':>5} {'states':>6} {'in a save':>9} {'left-over':>9} {'lost':>5} {'torn':>5} {'other':>5}")
+    for subject in subjects:
+        mine = [state for state in states if state.subject == subject]
+        verdicts = collections.Counter(state.verdict() for state in mine)
+        good, lost, torn = (verdicts[verdict] for verdict in ("good", "lost", "torn"))
+        in_save = sum(state.started > state.confirmed for state in mine)
+        left = sum(state.left_overs > 0 for state in mine)
+        print(f"{subject!s:30} {cuts:5} {len(mine):6} {in_save:9} {left:9} {lost:5} {torn:5} "
+              f"{len(mine) - good - lost - torn:5}")
+        as_expected = verdicts[subject.fault] > 0 if subject.fault else good == len(mine) > 0
+        if not as_expected:
+            print(f"    failed: {subject}: {dict(verdicts)}" + (f", no {subject.fault} state" if subject.fault else ""))
+        passed = passed and as_expected
+    return passed
+
+
+def read_options():
+    parser = argparse.ArgumentParser(prog="scripts/power-cut", description=__doc__)
+    parser.add_argument("--cuts", type=int, default=2, metavar="N", help="power cuts (default: 2)")
+    parser.add_argument("--states", type=int, default=60, metavar="N",
+                        help="states to check on each file system, over all cuts (default: 60)")
+    parser.add_argument("--file-systems", nargs="+", default=FILE_SYSTEMS, choices=FILE_SYSTEMS, metavar="NAME",
+                        help="of " + ", ".join(FILE_SYSTEMS) + " (default: all)")
+    parser.add_argument("--seed", type=int, default=1, metavar="S", help="for all that is chosen at random")
+    parser.add_argument("--build", required=True, help=argparse.SUPPRESS)
+    parser.add_argument("--work", required=True, help=argparse.SUPPRESS)
+    return parser.parse_args()
+
+
+def main():
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))  # so that what was started ends
+    options = read_options()
+    kernel = Kernel(f"{options.work}/kernel", "linux-image-amd64", MODULES, MODULE_PARAMETERS)
+    names = {"saveSettings"} | {control.program for control in CONTROLS}
+    programs = {name: program(f"{options.build}/app/{name}") for name in sorted(names)}
+    programs["init"] = program(f"{options.work}/guest")
+    subjects = [Subject(name) for name in options.file_systems]
+    controls = [control for control in CONTROLS if control.file_system in options.file_systems]
+    wanted = -(-options.states // options.cuts)
+    runs = [(controls, CONTROL_STATES)] + [(subjects, wanted)] * options.cuts
+    states, done = [], 0
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        cuts = [pool.submit(Cut(kernel, programs, *run, random.Random(f"{options.seed} {number}")).run,
+                            f"{options.work}/failed") for number, run in enumerate(runs)]
+        try:
+            for number, cut in enumerate(concurrent.futures.as_completed(cuts), 1):
+                checked = [state for state in cut.result() if not state.subject.fault]
+                good = sum(state.verdict() == "good" for state in checked)
+                what = f"{good} of {len(checked)} states good" if checked else "controls"
+                print(f"machine {number} of {len(cuts)}: {what}", flush=True)
+                states += cut.result()
+                done += bool(checked)
+        except BaseException:
+            report(subjects, states, done)
+            pool.shutdown(wait=False, cancel_futures=True)
+            for process in list(Emulator.running):
+                process.kill()
+            raise
+    passed = report(subjects, states, done)
+    passed = report(controls, states, 1) and passed
+    sys.exit(0 if passed else 1)
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,30 @@
+# shellcheck shell=bash
+# For scripts/power-cut and scripts/small-device: takes --build DIR out of the arguments, installs what is missing,
+# builds the release preset if there is no --build, compiles the guest, and runs a script of this folder.
+source "$(dirname "${BASH_SOURCE[0]}")/../../scripts/common.sh"
+
+run_with_machines() { # run_with_machines SCRIPT ARGUMENT...
+    local script=$1 build='' options=() packages=(python3 gcc libc6-dev kmod qemu-system-x86 e2fsprogs f2fs-tools)
+    shift
+    while [ $# -gt 0 ]; do
+        case $1 in
+            --build) build=$(cd "${2:?--build needs a folder}" && pwd) && shift ;;
+            *) options+=("$1") ;;
+        esac
+        shift
+    done
+    cd "$repository"
+    [ -n "$build" ] || packages+=(g++ cmake make libgtest-dev)
+    need_packages "${packages[@]}"
+    if [ -z "$build" ]; then
+        build=build/release
+        cmake --preset release >/dev/null
+        cmake --build "$build" --parallel "$(nproc)" \
+            --target saveSettings noSyncProgram noDirectorySyncProgram >/dev/null
+    fi
+    local work=$repository/build/power
+    mkdir -p "$work"
+    gcc -static -O2 -Wall -Wextra -Werror -o "$work/guest" tests/power/guest.c tests/power/form.c tests/power/small.c
+    export PATH=$PATH:/usr/sbin:/sbin PYTHONPATH=scripts
+    exec /usr/bin/python3 -B "tests/power/$script" --build "$build" --work "$work" "${options[@]}"
+}
