@@ -5,8 +5,8 @@
 #include "zusl_Map.h"
 
 // What is accepted is written back to the same bytes from `sameFrom` on, or to a form that reads back equal.
-template <typename T>
-static void check(const Text& bytes, size_t sameFrom = Text::npos) {
+template <typename T, size_t sameFrom = Text::npos>
+static void check(const Text& bytes) {
     T object, again;
     unsigned int taken = 0;
     const Text refusal = thrown([&] { taken = readForm(object, bytes); });
@@ -36,11 +36,8 @@ static void readRaw(const Text& bytes) {
 }
 
 void fuzz(FuzzedDataProvider& input) {
-    const Text bytes = input.ConsumeRemainingBytesAsString();
-    check<zutl::Integer>(bytes, 0);
-    check<zutl::String>(bytes, 4);
-    check<zusl::StringMap<zutl::String>>(bytes);
-    check<zusl::MemIOStream>(bytes, 0);
-    check<zusl::List<zutl::String>>(bytes);
-    readRaw(bytes);
+    const auto reader = input.PickValueInArray(
+        {check<zutl::Integer, 0>, check<zutl::String, 4>, check<zusl::StringMap<zutl::String>>,
+         check<zusl::MemIOStream, 0>, check<zusl::List<zutl::String>>, readRaw});
+    reader(input.ConsumeRemainingBytesAsString());
 }

@@ -2,7 +2,7 @@
 
 #include "fuzzing.h"
 #include "settingsFile.h"
-#include "wholeFile.h"
+#include "zutl_ReplaceFile.h"
 
 #include <sstream>
 #include <sys/mman.h>
@@ -10,10 +10,11 @@
 
 static Text saved;
 
-// In place of the one that writes the file.
-bool replaceFile(const char* /*name*/, const zutl::String& text) {
+// Replaces the library's function, which writes the file.
+zutl::FileError zutl::replaceFile(const char* /*directory*/, const char* /*name*/, const String& text,
+                                  Durability /*durability*/, const ReplaceCondition* /*condition*/) {
     saved = text;
-    return true;
+    return {};
 }
 
 static void check(const Text& form, const Settings& params) {
@@ -34,18 +35,27 @@ static void check(const Text& form, const Settings& params) {
     require(fields == std::map<Text, Text>(params.begin(), params.end()));
 }
 
+// The environment; setenv would keep every value that it was ever given.
+static char query[16384] = "QUERY_STRING=", length[32] = "CONTENT_LENGTH=";
+static char* variables[] = {query, length, nullptr};
+
+static void setVariable(char* variable, const Text& value) {
+    std::strcpy(std::strchr(variable, '=') + 1, value.c_str());
+}
+
 void fuzz(FuzzedDataProvider& input) {
+    environ = variables;
     static const int body = dup2(memfd_create("body", MFD_CLOEXEC), STDIN_FILENO);
     const int announced = input.ConsumeIntegral<std::int16_t>();
     const Text form = input.ConsumeRemainingBytesAsString();
     Settings params;
-    setenv("QUERY_STRING", form.c_str(), 1);
+    setVariable(query, form);
     parseGet(params);
     check(form.c_str(), params);
 
     require(ftruncate(body, 0) == 0 && lseek(body, 0, SEEK_SET) == 0);
     require(pwrite(body, form.data(), form.size(), 0) == static_cast<ssize_t>(form.size()));
-    setenv("CONTENT_LENGTH", std::to_string(announced).c_str(), 1);
+    setVariable(length, std::to_string(announced));
     parsePost(params);
     check(form.substr(0, static_cast<size_t>(std::max(0, announced))).c_str(), params);
 }

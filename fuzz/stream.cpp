@@ -101,6 +101,7 @@ void fuzz(FuzzedDataProvider& input) {
             read(subject, operation == 4 ? nullptr : object.get(), flag);
         else if (subject.content().size() + other.content().size() < 5000)
             write(subject, operation == 0 ? other.stream : *object);
-        check(subject);
     }
+    check(subjects[0]); // the beginning of an input is an input, too
+    check(subjects[1]);
 }
