@@ -1,6 +1,9 @@
 #pragma once
 // Percent-decoding written by hand.
 
+#include "block.h"
+
+#include <array>
 #include <string>
 #include <string_view>
 
@@ -8,44 +11,37 @@ namespace byhand {
 
 constexpr unsigned char noDigit = 16;
 
-// The values of the hexadecimal digits; noDigit for all other bytes.
-class HexDigits {
-public:
-    constexpr HexDigits() {
-        for (unsigned char& entry : value)
-            entry = noDigit;
-        for (unsigned char i = 0; i < 16; ++i) {
-            value[static_cast<unsigned char>("0123456789abcdef"[i])] = i;
-            value[static_cast<unsigned char>("0123456789ABCDEF"[i])] = i;
-        }
+inline constexpr auto digitValues = [] {
+    std::array<unsigned char, 256> values{};
+    for (unsigned char& value : values)
+        value = noDigit;
+    for (unsigned char i = 0; i < 16; ++i) {
+        values[static_cast<unsigned char>("0123456789abcdef"[i])] = i;
+        values[static_cast<unsigned char>("0123456789ABCDEF"[i])] = i;
     }
-    constexpr unsigned char operator[](char byte) const { return value[static_cast<unsigned char>(byte)]; }
+    return values;
+}();
 
-private:
-    unsigned char value[256] = {};
-};
-inline constexpr HexDigits hexDigits;
-
-// The byte that two digits stand for, as far as they are digits.
-inline char escaped(const char* digits) {
-    const unsigned int high = hexDigits[digits[0]];
-    const unsigned int low = hexDigits[digits[1]];
+// The byte that two digits encode, as far as they are digits.
+inline char escapedByte(const char* digits) {
+    const unsigned int high = digitValues[static_cast<unsigned char>(digits[0])];
+    const unsigned int low = digitValues[static_cast<unsigned char>(digits[1])];
     if (high == noDigit)
         return '\0';
     return static_cast<char>(low == noDigit ? high : high * 16 + low);
 }
 
-// Byte by byte, which is best for the short pieces of a url or a form. Every byte that is no escape goes
+// Byte by byte, which is best for the short pieces of a url or a form. Each byte outside an escape goes
 // through `change`.
-template <typename Text = std::string, typename Change>
-Text decodeShort(std::string_view text, Change change) {
-    Text result(text);
+template <typename Change>
+std::string decodeShort(std::string_view text, Change change) {
+    std::string result(text);
     char* to = result.data();
     const char* from = to;
     const char* const end = from + text.size();
     while (from < end) {
         if (*from == '%' && end - from > 2) {
-            *to++ = escaped(from + 1);
+            *to++ = escapedByte(from + 1);
             from += 3;
         } else {
             *to++ = change(*from++);
@@ -54,6 +50,10 @@ Text decodeShort(std::string_view text, Change change) {
     if (to != end)
         result.resize(static_cast<size_t>(to - result.data()));
     return result;
+}
+
+inline std::string decodeShort(std::string_view text) {
+    return decodeShort(text, [](char byte) { return byte; });
 }
 
 } // namespace byhand

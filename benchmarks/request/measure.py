@@ -1,8 +1,6 @@
-#!/usr/bin/python3
-"""Measures one settings request: measure.py BUILD TSV [--quick]. BUILD holds the programs; the file gets a line for each
-measured value: table size, contender, what, value. Before anything is measured every contender has to give the same
-answer and the same settings file."""
+"""One settings request: times, counts and sizes of the program and of others that do the same job."""
 import contextlib
+import json
 import os
 import re
 import shutil
@@ -13,95 +11,110 @@ import tempfile
 HERE = os.path.dirname(os.path.abspath(__file__))
 COMPILED = ("static C", "ours", "ours, preset tiny", "ours, dynamic", "cgicc")
 STOPPED, RUNNING = "benchStopped", "benchDevice"  # names of applications: one that does not run, one that does
-TABLES = (100, 1000, 5000)
-COUNTED_RUNS = 3
+TABLES = (100, 1000)
 REFERER = "http://192.168.1.20:8080/html/settings.html?lang=en&page=3&tab=network"
 
 
 def form(count=30):
     """About 1 KB."""
     values = ["10.0.%d.1" % i if i % 3 else "living%%20room%%20%d%%26kitchen" % i for i in range(count)]
-    order = sorted(range(count), key=lambda i: i * 7 % count)
-    return "&".join("Setting_%02d_Zone=%s" % (i, values[i]) for i in order).encode()
+    return "&".join("Setting_%02d_Zone=%s" % (i, values[i]) for i in sorted(range(count), key=lambda i: i * 7 % count))
 
 
-class Bench:
-    def __init__(self, build, quick):
-        self.bin = os.path.join(build, "benchmarks")
-        self.quick = quick
-        self.results = []
-        shell = "/usr/bin/busybox"
-        self.contenders = {
-            "static C": [self.bin + "/request_limit"],
-            "ours": [os.path.join(build, "app", "saveSettings")],
-            "ours, preset tiny": [os.path.join(build, "tiny", "app", "saveSettings")],
-            "ours, dynamic": [os.path.join(build, "dynamic", "app", "saveSettings")],
-            "cgicc": [self.bin + "/request_cgicc"],
-            "haserl": ["/usr/bin/haserl", "--shell=/bin/sh", HERE + "/request.haserl"],
-            "busybox sh": [shell, "sh", HERE + "/request.sh"],
-            "Perl": ["/usr/bin/perl", HERE + "/request.pl"],
-            "Python": ["/usr/bin/python3", "-I", "-S", HERE + "/request.py"],
-        }
+def instructions(printed):
+    """Those that callgrind or the emulator's plugin counted, children included."""
+    return sum(int(count) for count in re.findall(r"(?:Collected : |instructions: )(\d+)", printed))
+
+
+def emulator(build):
+    """Counts the instructions of a program for ARM."""
+    return ["/usr/bin/qemu-arm", "-plugin", build + "/benchmarks/countInstructions.so"]
+
+
+class Request:
+    def __init__(self, build, folder):
+        self.build, self.bin, self.folder = build, build + "/benchmarks", folder
+        app = "/app/saveSettings"
+        self.compiled = dict(zip(COMPILED, ([self.bin + "/request_limit"], [build + app], [build + "/tiny" + app],
+                                            [build + "/dynamic" + app], [self.bin + "/request_cgicc"])))
+        self.scripts = {"haserl": ["/usr/bin/haserl", "--shell=/bin/sh", HERE + "/request.haserl"],
+                        "busybox sh": ["/usr/bin/busybox", "sh", HERE + "/request.sh"],
+                        "Perl": ["/usr/bin/perl", HERE + "/request.pl"],
+                        "Python": ["/usr/bin/python3", "-I", "-S", HERE + "/request.py"]}
         self.floor = {"empty program": [self.bin + "/request_floor"]}
+        self.arm = {"static C": build + "/armhf/benchmarks/request_limit", "ours": build + "/armhf" + app}
+        self.environment = {"REQUEST_METHOD": "POST", "CONTENT_TYPE": "application/x-www-form-urlencoded",
+                            "CONTENT_LENGTH": str(len(form())), "HTTP_REFERER": REFERER, "PATH": "/usr/bin:/bin",
+                            "PARTS": HERE + "/parts.sh"}
+        self.values = {}  # table: contender: what: value
+        for name in (STOPPED, RUNNING):
+            os.makedirs("%s/%s/html" % (folder, name))
+            with open("%s/%s/html/pid.cgi" % (folder, name), "w") as marker:
+                marker.write("/opt/%s/bin/%s\n" % (name, name))
+            with open("%s/%s/body" % (folder, name), "w") as body:
+                body.write(form())
+        self.stopped, self.running = ("%s/%s/html" % (folder, name) for name in (STOPPED, RUNNING))
 
-    def environment(self):
-        return {"REQUEST_METHOD": "POST", "CONTENT_TYPE": "application/x-www-form-urlencoded",
-                "CONTENT_LENGTH": str(len(form())), "HTTP_REFERER": REFERER, "PATH": "/usr/bin:/bin",
-                "PARTS": HERE + "/parts.sh"}
-
-    def run(self, command, where, prefix=()):
-        with open(self.body, "rb") as body:
-            return subprocess.run([*prefix, *command], cwd=where, env=self.environment(), stdin=body, check=True,
+    def run(self, command, prefix=()):
+        with open(self.stopped + "/../body", "rb") as body:
+            return subprocess.run([*prefix, *command], cwd=self.stopped, env=self.environment, stdin=body, check=True,
                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE)
 
-    def check(self, where):
+    def check(self):
         """Everybody does the same job."""
         expected = None
-        for name, command in self.contenders.items():
-            with open(where + "/settings_xml.txt", "w") as old, open(where + "/settings_xml.txt.999999", "w"):
+        for name, command in {**self.compiled, **self.scripts}.items():
+            with open(self.stopped + "/settings_xml.txt", "w") as old:
                 old.write("old")
-            answer = self.run(command, where).stdout.strip()
-            with open(where + "/settings_xml.txt", "rb") as file:
-                got = answer, file.read(), sorted(os.listdir(where))
+            answer = self.run(command).stdout.strip()
+            with open(self.stopped + "/settings_xml.txt", "rb") as file:
+                got = answer, file.read(), sorted(os.listdir(self.stopped))
             expected = expected or got
             if got != expected:
                 sys.exit("%s does another job:\n%s\nexpected:\n%s" % (name, got, expected))
 
-    def note(self, table, name, what, value):
-        self.results.append("%s\t%s\t%s\t%s" % (table, name, what, value))
+    def note(self, table, name, **values):
+        self.values.setdefault(table, {}).setdefault(name, {}).update(values)
 
-    def times(self, where, table, contenders, rounds, batch):
-        arguments = [self.bin + "/runRequests", str(rounds), str(batch), self.body]
-        for position, (name, command) in enumerate(contenders.items()):
-            arguments += (["--"] if position else []) + [name, *command]
-        printed = subprocess.run(arguments, cwd=where, env=self.environment(), check=True, stdout=subprocess.PIPE)
-        for line in printed.stdout.decode().splitlines():
-            name, time, faults, memory = line.split("\t")
-            for what, value in (("time", time), ("faults", faults), ("memory", memory)):
-                self.note(table, name, what, value)
+    def times(self, table, where, repetitions, batches):
+        """batches: pairs of a batch's size and the contenders; all take turns at random."""
+        output = self.folder + "/times.json"
+        arguments = ["--benchmark_out=" + output, "--benchmark_repetitions=%d" % repetitions,
+                     "--benchmark_enable_random_interleaving=true"]
+        for size, contenders in batches:
+            for name, command in contenders.items():
+                arguments += ["--", str(size), name, *command]
+        subprocess.run([self.bin + "/request_bench", *arguments], cwd=where, env=self.environment, check=True,
+                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        runs = {}
+        with open(output) as file:
+            for run in json.load(file)["benchmarks"]:
+                if run["run_type"] == "iteration":
+                    runs.setdefault(run["run_name"].split("/iterations")[0], []).append(run)
+        for name, each in runs.items():
+            times = sorted(run["real_time"] for run in each)
+            self.note(table, name, time=times[len(times) // 10] / 1000, faults=each[0]["faults"], memory=each[0]["memory"])
 
-    def counts(self, where):
-        for name, command in {**self.contenders, **self.floor}.items():
+    def counts(self):
+        callgrind = ("/usr/bin/valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null", "--trace-children=yes")
+        for name, command in {**self.compiled, **self.scripts, **self.floor}.items():
             # The least of some runs: other processes that come and go in the table add to it.
-            for what, count in (("instructions", self.instructions), ("calls", self.system_calls)):
-                self.note("request", name, what, min(count(command, where) for _ in range(COUNTED_RUNS)))
-            if name in COMPILED or name in self.floor:
-                self.note("request", name, "size", self.stripped_size(command[0]))
+            runs = range(1 if name in self.scripts else 3)
+            self.note("100", name, calls=min(self.system_calls(command) for _ in runs),
+                      instructions=min(instructions(self.run(command, callgrind).stderr.decode()) for _ in runs))
+            if name not in self.scripts:
+                self.note("100", name, size=self.stripped_size(command[0]) / 1024)
+        for name, program in self.arm.items():
+            runs = [instructions(self.run([program], emulator(self.build)).stderr.decode()) for _ in range(3)]
+            self.note("arm", name, instructions=min(runs))
 
-    def instructions(self, command, where):
-        valgrind = ("/usr/bin/valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null", "--trace-children=yes")
-        printed = self.run(command, where, valgrind).stderr.decode()
-        return sum(int(count) for count in re.findall(r"Collected : (\d+)", printed))
-
-    def system_calls(self, command, where):
-        """Beyond the three with which the command line of each process in the table is read; musl takes a fourth, to
-        mark the file as one that is closed when another program is started."""
+    def system_calls(self, command):
+        """Beyond those with which the command line of each process in the table is read: its open, read and close."""
         with tempfile.NamedTemporaryFile("r") as trace:
-            self.run(command, where, ("/usr/bin/strace", "-f", "-qq", "-e", "signal=none", "-o", trace.name))
+            self.run(command, ("/usr/bin/strace", "-f", "-qq", "-e", "signal=none", "-o", trace.name))
             lines = [line for line in trace if "resumed>" not in line and "+++" not in line]
-        processes = sum(bool(re.search(r'"/proc/\d+/cmdline".* = \d', line)) for line in lines)
-        marks = sum("F_SETFD, FD_CLOEXEC" in line for line in lines)
-        return len(lines) - 3 * processes - min(marks, processes)
+        processes = sum(bool(re.search(r'"(/proc/)?\d+/cmdline".* = \d', line)) for line in lines)
+        return len(lines) - 3 * processes
 
     def stripped_size(self, path):
         with tempfile.NamedTemporaryFile() as stripped:
@@ -110,49 +123,33 @@ class Bench:
 
     @contextlib.contextmanager
     def process(self, command):
-        process = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE)
-        try:
+        with subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE) as process:
             if process.stdout.readline() != b"ready\n":
                 sys.exit("cannot start %s" % command)
             yield
-        finally:
             process.stdin.close()
-            process.wait()
 
-    def measure(self, folder):
-        self.body = folder + "/body"
-        with open(self.body, "wb") as body:
-            body.write(form())
-        for name in (STOPPED, RUNNING):
-            os.makedirs("%s/%s/html" % (folder, name))
-            with open("%s/%s/html/pid.cgi" % (folder, name), "w") as marker:
-                marker.write("/opt/%s/bin/%s\n" % (name, name))
-        stopped, running = ("%s/%s/html" % (folder, name) for name in (STOPPED, RUNNING))
-        device = "%s/%s/%s" % (folder, RUNNING, RUNNING)
+    def measure(self, quick):
+        self.check()
+        device = "%s/%s/%s" % (self.folder, RUNNING, RUNNING)
         shutil.copy(self.bin + "/sleepers", device)
-        self.check(stopped)
-        compiled = {name: self.contenders[name] for name in COMPILED}
-        scripts = {name: self.contenders[name] for name in self.contenders if name not in compiled}
-        rounds = 20 if self.quick else 100
+        repetitions = 5 if quick else 40
         for table in TABLES:
             with self.process([self.bin + "/sleepers", str(table)]):
-                most = max(2, rounds * 100 // (100 + table // 5))
-                self.times(stopped, table, {**self.floor, **compiled} if table == TABLES[0] else compiled, most, 20)
-                self.times(stopped, table, scripts, max(2, most // 10), 2)
-                if table == TABLES[0]:
-                    self.counts(stopped)
+                size = 2000 // table
+                first = table == TABLES[0]
+                self.times(str(table), self.stopped, repetitions, [(size, {**self.floor, **self.compiled} if first else self.compiled)])
+                self.times(str(table), self.stopped, max(2, repetitions // 8), [(1, self.scripts)])
+                if first:
+                    self.counts()
                     with self.process([device]):
-                        self.times(running, "signal", compiled, max(2, most // 5), 5)
-        return "\n".join(self.results) + "\n"
+                        self.times("signalled", self.running, repetitions, [(3, self.compiled)])
+        order = [*self.floor, *self.compiled, *self.scripts]
+        return {table: {name: self.values[table][name] for name in order if name in self.values[table]}
+                for table in [*map(str, TABLES), "signalled", "arm"]}
 
 
-def main():
-    build, output = sys.argv[1:3]
+def measure(build, quick):
     shared_memory = "/dev/shm" if os.access("/dev/shm", os.W_OK) else None  # steadier than a disk
     with tempfile.TemporaryDirectory(dir=shared_memory) as folder:
-        results = Bench(os.path.abspath(build), "--quick" in sys.argv).measure(folder)
-    with open(output, "w") as file:
-        file.write("".join(results))
-
-
-main()
+        return Request(build, folder).measure(quick)

@@ -9,9 +9,11 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/prctl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/xattr.h>
+#include <time.h>
 #include <unistd.h>
 
 static const char settings_file[] = "settings_xml.txt";
@@ -189,37 +191,33 @@ static const char* next_name(struct directory* directory) {
 
 /* --- The settings file --- */
 
-static bool runs_this_program(pid_t id) {
-    if (id == getpid() || (kill(id, 0) != 0 && errno == ESRCH))
-        return false;
-    char path[32];
-    char status[64];
-    char name[16];
-    char ours[64];
-    snprintf(path, sizeof path, "/proc/%d/stat", (int)id);
-    const int file = open(path, O_RDONLY | O_CLOEXEC);
-    if (file < 0 || prctl(PR_GET_NAME, name) != 0)
-        return true;
-    const ssize_t length = read(file, status, sizeof status);
-    close(file);
-    const int expected = snprintf(ours, sizeof ours, "%d (%s) ", (int)id, name);
-    return length > expected && memcmp(status, ours, (size_t)expected) == 0 &&
-           strchr("ZXx", status[expected]) == NULL;
+static const char temporary_prefix[] = ".settings_xml.txt.saving-";
+enum { digits_in_name = 16 };
+
+static bool is_temporary(const char* name) {
+    const size_t prefix = sizeof temporary_prefix - 1;
+    return strncmp(name, temporary_prefix, prefix) == 0 && strlen(name) == prefix + digits_in_name &&
+           strspn(name + prefix, "0123456789abcdef") == digits_in_name;
 }
 
-static void clear_left_siblings(void) {
-    struct directory directory;
-    if (!open_directory(&directory, "."))
+/* A temporary file that nobody holds a lock on was left by a killed request. */
+static void remove_if_left(int directory, const char* name) {
+    const int file = openat(directory, name, O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (file < 0)
         return;
-    const size_t prefix = sizeof settings_file - 1;
-    for (const char* name; (name = next_name(&directory)) != NULL;) {
-        if (strncmp(name, settings_file, prefix) != 0 || name[prefix] != '.')
-            continue;
-        const char* const id = name + prefix + 1;
-        if (*id != '\0' && strspn(id, "0123456789") == strlen(id) && !runs_this_program((pid_t)atol(id)))
-            unlink(name);
-    }
-    close(directory.file);
+    struct stat locked;
+    struct stat named;
+    if (flock(file, LOCK_EX | LOCK_NB) == 0 && fstat(file, &locked) == 0 && S_ISREG(locked.st_mode) &&
+        fstatat(directory, name, &named, AT_SYMLINK_NOFOLLOW) == 0 && named.st_dev == locked.st_dev &&
+        named.st_ino == locked.st_ino)
+        unlinkat(directory, name, 0);
+    close(file);
+}
+
+static void clear_left_files(struct directory* directory) {
+    for (const char* name; (name = next_name(directory)) != NULL;)
+        if (is_temporary(name))
+            remove_if_left(directory->file, name);
 }
 
 static struct text settings_text(const struct fields* fields) {
@@ -245,34 +243,73 @@ static struct text settings_text(const struct fields* fields) {
     return text;
 }
 
-static bool write_sibling(int file, const struct stat* existing, struct text text) {
+static bool copy_attribute(int file, const char* name) {
+    char value[65536];
+    const ssize_t length = lgetxattr(settings_file, name, value, sizeof value);
+    return length >= 0 && fsetxattr(file, name, value, (size_t)length, 0) == 0;
+}
+
+/* The access list, and whatever else the existing file has. */
+static bool copy_attributes(int file) {
+    const ssize_t expected = llistxattr(settings_file, NULL, 0);
+    if (expected <= 0) {
+        fremovexattr(file, "system.posix_acl_access"); /* the directory's default */
+        return expected == 0 || errno == EOPNOTSUPP;
+    }
+    char names[65536];
+    const ssize_t length = llistxattr(settings_file, names, sizeof names);
+    for (ssize_t at = 0; at < length; at += (ssize_t)strlen(names + at) + 1)
+        if (!copy_attribute(file, names + at))
+            return false;
+    return length >= 0;
+}
+
+static bool write_temporary(int file, const struct stat* existing, struct text text) {
     struct stat made;
-    if (existing != NULL &&
-        (fstat(file, &made) != 0 || made.st_uid != existing->st_uid || made.st_gid != existing->st_gid ||
-         (made.st_mode != existing->st_mode && fchmod(file, existing->st_mode & 07777) != 0)))
+    if (flock(file, LOCK_EX | LOCK_NB) != 0 || fstat(file, &made) != 0 || made.st_nlink == 0)
         return false;
-    return write(file, text.bytes, text.length) == (ssize_t)text.length &&
-           (fsync(file) == 0 || errno == EINVAL);
+    if (existing != NULL && (made.st_uid != existing->st_uid || made.st_gid != existing->st_gid) &&
+        fchown(file, existing->st_uid, existing->st_gid) != 0)
+        return false;
+    if (write(file, text.bytes, text.length) != (ssize_t)text.length)
+        return false;
+    if (existing != NULL && (!copy_attributes(file) || fchmod(file, existing->st_mode & 0777) != 0))
+        return false;
+    return fsync(file) == 0 || errno == EINVAL;
+}
+
+static bool replace(int directory, const struct stat* existing, struct text text) {
+    struct timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    char temporary[sizeof temporary_prefix + digits_in_name];
+    snprintf(temporary, sizeof temporary, "%s%016llx", temporary_prefix,
+             (unsigned long long)now.tv_sec * 1000000000 + (unsigned long long)now.tv_nsec);
+    const int file = openat(directory, temporary, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                            existing != NULL ? 0600 : 0666);
+    if (file < 0)
+        return false;
+    const bool renamed = write_temporary(file, existing, text) &&
+                         renameat(directory, temporary, directory, settings_file) == 0;
+    if (!renamed)
+        unlinkat(directory, temporary, 0);
+    const bool replaced = renamed && (fsync(directory) == 0 || errno == EINVAL);
+    close(file);
+    return replaced;
 }
 
 bool save_settings(const struct fields* fields) {
     const struct text text = settings_text(fields);
-    clear_left_siblings();
+    struct directory directory;
+    if (!open_directory(&directory, "."))
+        return false;
+    clear_left_files(&directory);
     struct stat existing;
-    const bool exists = lstat(settings_file, &existing) == 0;
-    if (exists && (!S_ISREG(existing.st_mode) || faccessat(AT_FDCWD, settings_file, W_OK, AT_EACCESS) != 0))
-        return false;
-    char sibling[sizeof settings_file + 16];
-    snprintf(sibling, sizeof sibling, "%s.%d", settings_file, (int)getpid());
-    const int file =
-        open(sibling, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, exists ? existing.st_mode & 0777 : 0666);
-    if (file < 0)
-        return false;
-    const bool replaced =
-        write_sibling(file, exists ? &existing : NULL, text) && rename(sibling, settings_file) == 0;
-    if (!replaced)
-        unlink(sibling);
-    close(file);
+    const bool exists = fstatat(directory.file, settings_file, &existing, AT_SYMLINK_NOFOLLOW) == 0;
+    const bool may_replace =
+        exists ? S_ISREG(existing.st_mode) && faccessat(directory.file, settings_file, W_OK, AT_EACCESS) == 0
+               : errno == ENOENT;
+    const bool replaced = may_replace && replace(directory.file, exists ? &existing : NULL, text);
+    close(directory.file);
     return replaced;
 }
 

@@ -33,7 +33,7 @@ void parse_form(char* form, struct fields* fields);
 /* The announced body of the request, ended by a zero byte. */
 char* read_body(void);
 
-/* Replaces the settings file. */
+/* Replaces the settings file atomically and durably, as the program does; writes nothing in place. */
 bool save_settings(const struct fields* fields);
 
 /* What became of the application: "restarted", "running", "stopped" or "false". */

@@ -1,14 +1,13 @@
-#pragma once
-// The libraries that turn objects into bytes, each behind the same two operations, in its own binary form.
-// All write into memory that is there already, as ours does.
+// Other libraries turning objects into bytes, each in its own binary form. All write into memory that is
+// there already, as ours does, and know what comes next when they read.
+
+#include "jobs.h"
 
 #include <boost/archive/binary_iarchive.hpp>
 #include <boost/archive/binary_oarchive.hpp>
-#include <boost/serialization/list.hpp>
 #include <boost/serialization/map.hpp>
 #include <boost/serialization/string.hpp>
 #include <cereal/archives/binary.hpp>
-#include <cereal/types/list.hpp>
 #include <cereal/types/map.hpp>
 #include <cereal/types/string.hpp>
 #include <msgpack.hpp>
@@ -19,7 +18,7 @@
 #include <streambuf>
 #include <vector>
 
-namespace peers {
+namespace {
 
 using Bytes = std::vector<unsigned char>;
 
@@ -135,4 +134,42 @@ struct Boost {
     };
 };
 
-} // namespace peers
+template <typename Library>
+void addPeer(bench::Jobs& jobs) {
+    static Bytes mapBytes(2 << 20);
+    static Bytes recordBytes(bench::records * 16);
+    static std::int32_t number = 0;
+    const auto saveMap = [] { typename Library::Writer(mapBytes).put(bench::plainMap()); };
+    const auto loadMap = [] {
+        bench::PlainMap map; // a new one: some of the libraries would use the old elements again
+        typename Library::Reader(mapBytes).get(map);
+        return map;
+    };
+    const auto saveRecords = [] {
+        typename Library::Writer writer(recordBytes);
+        for (std::int32_t i = 0; i < bench::records; ++i)
+            writer.put(i);
+    };
+    const auto loadRecords = [] {
+        typename Library::Reader reader(recordBytes);
+        for (int i = 0; i < bench::records; ++i)
+            reader.get(number);
+    };
+    saveMap();
+    bench::require(loadMap() == bench::plainMap(), Library::name);
+    saveRecords();
+    loadRecords();
+    bench::require(number == bench::records - 1, Library::name);
+    addContender(jobs, bench::mapWriteJob, {Library::name, saveMap, {}});
+    addContender(jobs, bench::mapReadJob, {Library::name, [=] { bench::keep(loadMap()); }, {}});
+    addContender(jobs, bench::recordWriteJob, {Library::name, saveRecords, {}});
+    addContender(jobs, bench::recordReadJob, {Library::name, loadRecords, {}});
+}
+
+} // namespace
+
+void bench::addBinaryPeers(Jobs& jobs) {
+    addPeer<Msgpack>(jobs);
+    addPeer<Cereal>(jobs);
+    addPeer<Boost>(jobs);
+}
