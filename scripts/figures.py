@@ -1,0 +1,80 @@
+"""Writes the sizes in the documents, or checks them: figures.py [--check] [PRESET...]
+
+Builds the program with each preset (without one: all that the README lists) and puts its size, stripped, into the
+README's table of targets; with the preset "release" also the other sizes named below. With --check it changes nothing
+and fails if a document has another figure.
+"""
+import pathlib
+import re
+import subprocess
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+README, GUIDE, APPLICATION = ROOT / "README.md", ROOT / "docs/library.md", ROOT / "docs/application.md"
+
+
+def run(*command):
+    subprocess.run(command, cwd=ROOT, check=True, stdout=subprocess.DEVNULL)
+
+
+def stripped_size(program):
+    stripped = program.with_suffix(".stripped")
+    strip = ["objcopy", "--strip-all"] if stripped_by_build(program) is None else ["cp"]
+    run(*strip, str(program), str(stripped))
+    return stripped.stat().st_size
+
+
+def stripped_by_build(program):
+    """Returns the program's name if its link strips it, as that of the cross targets and of "tiny" does, else None."""
+    described = subprocess.run(["file", "-b", str(program)], capture_output=True, text=True, check=True).stdout
+    return None if "not stripped" in described else program.name
+
+
+def built_size(preset, target, *options):
+    build = ROOT / "build" / "figures" / "-".join([preset, *[option.strip("-").replace("=", "-") for option in options]])
+    run("cmake", "--preset", preset, "-B", str(build), *options)
+    run("cmake", "--build", str(build), "-j", "2", "--target", pathlib.Path(target).name)
+    return stripped_size(build / target)
+
+
+def figures(presets):
+    """Yields (document, pattern with the figure as its group, bytes)."""
+    program = "app/saveSettings"
+    for preset in presets:
+        size = built_size(preset, program, *([] if preset == "release" else ["-DZU_BUILD_TESTS=OFF"]))
+        yield README, rf"^\| `{preset}` \|.*\| ([0-9 ]+)(?: stripped)? \|$", size
+        if preset != "release":
+            continue
+        yield README, r"^\| size, stripped: static, .*? \| ([0-9 ]+) bytes \|", size
+        yield README, r"^\| size, stripped: dynamic \| ([0-9 ]+) bytes \|", built_size(preset, program, "-DZU_STATIC_PROGRAM=OFF")
+        example = "tests/example_6"
+        yield GUIDE, r"^\| `none`, the default \|.*\| ([0-9 ]+) bytes \|$", built_size(preset, example)
+        yield GUIDE, r"^\| `pugixml` \|.*\| ([0-9 ]+) bytes \|$", built_size(preset, example, "-DZU_XML_BACKEND=pugixml")
+        yield APPLICATION, r"^\| dynamic \| ([0-9 ]+) bytes \|$", built_size(preset, "demo/fan")
+        yield APPLICATION, r"^\| static \| ([0-9 ]+) bytes \|$", built_size(preset, "demo/fan", "-DCMAKE_EXE_LINKER_FLAGS=-static")
+
+
+def main(arguments):
+    is_check = "--check" in arguments
+    presets = [argument for argument in arguments if argument != "--check"]
+    presets = presets or re.findall(r"^\| `([a-z0-9]+)` \|.*\| [0-9 ]+(?: stripped)? \|$", README.read_text("utf-8"), re.M)
+    differs = False
+    for document, pattern, size in figures(presets):
+        text = document.read_text("utf-8")
+        found = re.search(pattern, text, re.M)
+        if found is None:
+            sys.exit(f"{document.name} has no line for {pattern}")
+        figure = f"{size:,}".replace(",", " ")
+        if found[1] == figure:
+            continue
+        differs = True
+        print(f"{document.relative_to(ROOT)}: {found[1]}, now {figure}: {found[0]}")
+        if not is_check:
+            document.write_text(text[: found.start(1)] + figure + text[found.end(1) :], "utf-8")
+    if is_check and differs:
+        sys.exit("Figures differ: run scripts/figures and commit what it writes.")
+    print(f"sizes of {', '.join(presets)}: {'checked' if is_check else 'written'}")
+
+
+if __name__ == "__main__":
+    main(sys.argv[1:])
