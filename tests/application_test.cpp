@@ -65,7 +65,8 @@ TEST(SettingsFile, ReadsBackWhatTheGatewayWrote) {
          table(Values(), Values{{"", ""}}, Values{{"a", "1"}, {"b", "</b>"}, {"c", "<c>"}},
                Values{{"a", "x</a>\n  <c>2"}, {"b", "3"}}, Values{{"note", "1\n2\n\n  <3"}, {"target", "20"}},
                Values{{"note", "x</note>\n  <target>99</target>\n  <note>"}},
-               Values{{"a", "</a>\n"}, {"z", ""}}, Values{{"a>b", "1"}, {"b</a>", "2"}, {"c</", "<>"}},
+               Values{{"a", "</a>\n"}, {"z", ""}}, Values{{"a", "/</a>\n  <b></a>\n2</b>"}},
+               Values{{"a>b", "1"}, {"b</a>", "2"}, {"c</", "<>"}},
                Values{{"a\nb", "\0\xFF"s}, {"é", "&amp;"}})) {
         const HtmlFolder folder;
         ASSERT_EQ(chdir(folder.path().c_str()), 0);

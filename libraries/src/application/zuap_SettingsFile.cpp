@@ -111,8 +111,8 @@ bool isPlain(const std::vector<Piece>& pieces) {
 }
 
 // Finds for each piece where an entry that begins there ends, so that entries with ascending names follow up
-// to the end of the text.
-void findEnds(std::vector<Piece>& pieces) {
+// to the end of the text. Returns true if the first piece begins such an entry.
+bool findEnds(std::vector<Piece>& pieces, bool allowNamesWithMarkup) {
     std::map<std::string_view, size_t> ends; // by name, the nearest piece that ends such an entry
     for (size_t number = pieces.size() - 1; number > 0; --number) {
         Piece& piece = pieces[number];
@@ -125,7 +125,7 @@ void findEnds(std::vector<Piece>& pieces) {
             piece.last = end->second;
             continue;
         }
-        if (piece.isEntry())
+        if (piece.isEntry() || !allowNamesWithMarkup)
             continue;
         const std::string_view name = nameWithMarkup(piece.text());
         if (name.data() == nullptr)
@@ -135,6 +135,7 @@ void findEnds(std::vector<Piece>& pieces) {
         if (isLast || (next->last != 0 && next->name > name))
             piece.last = number;
     }
+    return pieces[1].last != 0;
 }
 
 // Adds the entry from piece `first` to piece `last`.
@@ -154,8 +155,8 @@ bool parseSettings(std::string_view text, Values& values) {
         return false;
     text = text.substr(rootOpen.size(), text.size() - rootOpen.size() - rootClose.size());
     std::vector<Piece> pieces = splitIntoPieces(text);
-    if (!isPlain(pieces))
-        findEnds(pieces);
+    if (!isPlain(pieces) && !findEnds(pieces, false))
+        findEnds(pieces, true);
     for (size_t number = 1; number < pieces.size(); ++number) {
         const Piece& piece = pieces[number];
         const size_t last = piece.last != 0 ? piece.last : number;
