@@ -17,10 +17,10 @@ namespace {
 
 constexpr const char* markerFile = "pid.cgi";
 
-// Cuts the last component off a path and returns it.
+// Removes the last component from a path and returns it.
 std::string_view takeLast(std::string_view& path) {
     const size_t slash = path.rfind('/');
-    const std::string_view last = path.substr(slash + 1); // all when there is no slash: npos + 1 is 0
+    const std::string_view last = path.substr(slash + 1); // all of it without a slash: npos + 1 is 0
     path = path.substr(0, slash == path.npos ? 0 : slash);
     return last;
 }
@@ -61,8 +61,8 @@ bool copyDescriptor(int from, int to) {
     return result >= 0;
 }
 
-// While it exists, what a command prints goes to standard error instead of into the response; if standard
-// error is the response too, nowhere.
+// Redirects standard output to standard error for as long as it exists, so that the output of a command does
+// not get into the response. Discards the output if standard error is the response too.
 class OutputKeptFromResponse {
 public:
     OutputKeptFromResponse() : response(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)) {
@@ -104,10 +104,9 @@ void reportCommand(const zutl::String& command, int status) {
 }
 
 bool sendSignal(const zutl::String& name) {
-    // Some web servers start programs with SIGCHLD ignored; system() could then not learn how the command
-    // ended.
+    // Some web servers start programs with SIGCHLD ignored. system() could not get the exit status then.
     std::signal(SIGCHLD, SIG_DFL);
-    // Others start them without a search path.
+    // Some start them without a search path.
     const char* const path = std::getenv("PATH");
     if (path == nullptr || *path == '\0')
         setenv("PATH", "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin", 1);

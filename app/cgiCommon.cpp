@@ -14,7 +14,7 @@ void insertField(std::string_view field, Settings& params) {
     const size_t equals = field.find('=');
     zutl::String name(field.substr(0, equals));
     zutl::String value(equals == field.npos ? field : field.substr(equals + 1));
-    // Lower case first: a capital letter can still be had through an escape.
+    // Lower case first: an escape can still produce a capital letter.
     zu_strlwr(name.data());
     zutl::url::decodeInPlace(name, false);
     zutl::url::decodeInPlace(value, false);

@@ -1,13 +1,15 @@
 #pragma once
-// Decoding of the submitted form.
+// Decodes the form that the browser posted. The file's name is part of the published interface.
 
 #include "zusl_Map.h"
 
 // Field name to value, in the order of the settings file.
 using Settings = zusl::StringMap<zutl::String>;
 
-// Replace the settings by the fields of the form: names lower-cased, then decoded; values decoded, "+" left
-// as it is. Of two fields with one name the first stays; a field without "=" has its name as its value. Throw
-// std::bad_alloc when memory runs out.
-void parseGet(Settings& params);  // the form in "QUERY_STRING"
-void parsePost(Settings& params); // the form in the request's body
+// Replaces `params` by the fields of the form in "QUERY_STRING". Names are converted to lower case, then
+// decoded; values are decoded, with "+" unchanged. The first of two fields with the same name wins. A field
+// without "=" has its name as its value. Throws std::bad_alloc.
+void parseGet(Settings& params);
+
+// Same as parseGet() for the form in the request body. Also throws what readBody() throws.
+void parsePost(Settings& params);

@@ -8,7 +8,7 @@ namespace {
 constexpr const char* version = "saveSettings " PROGRAM_VERSION "\n";
 
 constexpr const char* help = "Usage: saveSettings [--help | --version]\n"
-                             "A CGI program, which a web server starts: saveSettings(8) says how.\n";
+                             "A CGI program to be started by a web server; see saveSettings(8).\n";
 
 } // namespace
 

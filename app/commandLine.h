@@ -1,7 +1,6 @@
 #pragma once
-// What the program says to a person who starts it by hand.
+// Answers to command-line options.
 
-// The text that "--help" or "--version", the first of them that stands there, asks for; null when neither
-// does. Null for every request, that is with "REQUEST_METHOD" in the environment: some web servers make
-// arguments out of the query string.
+// Returns the text for the first "--help" or "--version" among the arguments, or null if there is neither.
+// Always returns null if "REQUEST_METHOD" is set: some web servers pass the query string as arguments.
 const char* commandLineAnswer(int count, const char* const* arguments);

@@ -17,9 +17,9 @@ namespace {
 
 using Block = std::array<char, 256>;
 
-// Returns true if the last path component of the first argument in a command line is `name`. Reads in blocks,
-// and no further than the end of the first argument; one block is nearly always enough. The caller lends the
-// block, because clearing one for each process would be a good part of the search.
+// Returns true if the last path component of the first argument in a command line is `name`. Reads in blocks
+// up to the end of the first argument; one block is nearly always enough. `block` is scratch space: clearing
+// a new one for each process would take a noticeable part of the search.
 bool firstArgumentNames(const char* path, std::string_view name, Block& block) {
     const zutl::File file(path, O_RDONLY);
     if (!file.isOpen())
@@ -36,8 +36,8 @@ bool firstArgumentNames(const char* path, std::string_view name, Block& block) {
         if (slash != argument.npos)
             before.clear();
         const std::string_view component =
-            argument.substr(slash + 1); // all when there is no slash: npos + 1 is 0
-        // The kernel returns less than a block only at the end.
+            argument.substr(slash + 1); // all of it without a slash: npos + 1 is 0
+        // The kernel returns less than a block only at the end of the file.
         if (argument.size() < bytes.size() || bytes.size() < block.size())
             return before.empty() ? component == name : before + zutl::String(component) == name;
         before += component;
@@ -52,7 +52,7 @@ int getProcIdByName(const char* name) {
     zutl::Directory processes("/proc");
     if (!processes.isOpen())
         return -1;
-    // Each entry's path overwrites the preceding one after "/proc/".
+    // The paths of all entries share one buffer that begins with "/proc/".
     constexpr std::string_view folder = "/proc/";
     constexpr std::string_view file = "/cmdline";
     std::array<char, folder.size() + NAME_MAX + file.size() + 1> path;

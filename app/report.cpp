@@ -16,7 +16,7 @@ bool errorsReachResponse() {
 void report(std::string_view subject, std::string_view cause) {
     if (errorsReachResponse())
         return;
-    // One call, so that lines of several requests do not mix; no memory, which may have run out.
+    // One call keeps the lines of concurrent requests apart. No allocation: memory may have run out.
     std::array<iovec, 5> line;
     size_t count = 0;
     for (const std::string_view piece :

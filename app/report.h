@@ -1,5 +1,5 @@
 #pragma once
-// Diagnostics for whoever operates the device.
+// Diagnostics on standard error.
 
 #include <string_view>
 
@@ -9,6 +9,6 @@ void report(std::string_view subject, std::string_view cause);
 // As above, with the system's text for an errno value as the cause.
 void report(std::string_view subject, int error);
 
-// Returns true if standard error and standard output are the same file: some web servers make both of them
-// the response.
+// Returns true if standard error and standard output are the same file: some web servers send both as the
+// response.
 bool errorsReachResponse();

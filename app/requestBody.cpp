@@ -31,8 +31,8 @@ void discard(size_t length) {
     }
 }
 
-// A large form takes many times its size in memory. If that runs out, the kernel shall end this program
-// rather than the application. Best effort.
+// Makes this process the kernel's first choice if memory runs out, so that a large form cannot get the
+// application killed. Best effort.
 void preferToBeKilled() {
     const zutl::File score("/proc/self/oom_score_adj", O_WRONLY);
     if (score.isOpen())
@@ -52,7 +52,7 @@ zutl::String readBody() {
             if (received == body.size())
                 body.resize(std::min(announced, std::max(firstBlock, 2 * received)));
             const ssize_t count = zutl::readSome(STDIN_FILENO, &body[received], body.size() - received);
-            if (count < 0) // the bytes received so far are not the form
+            if (count < 0) // a truncated form must not be saved
                 throw zutl::Exception(std::strerror(errno));
             if (count == 0)
                 break;

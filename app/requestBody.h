@@ -1,14 +1,13 @@
 #pragma once
-// The body of the request: "CONTENT_LENGTH" bytes on standard input. A length that is missing, no number, or
-// negative stands for an empty body.
+// The request body: "CONTENT_LENGTH" bytes of standard input. If that variable is unset, not a number or
+// negative, the body is empty.
 
 #include "zutl_String.h"
 
-// The body up to its first zero byte. Fewer bytes than announced are the whole body; memory grows with what
-// arrives, not with what was announced. When memory runs out the rest is read and thrown away before
-// std::bad_alloc is thrown.
+// Returns the request body up to its first zero byte. If standard input ends early, the bytes received are
+// the body. Memory grows with the bytes received, not with the length announced. Throws zutl::Exception on a
+// read error and std::bad_alloc when out of memory, both after discarding the rest of the body.
 zutl::String readBody();
 
-// Reads the announced body and throws it away: a server that is still sending it would otherwise cut the
-// answer.
+// Reads and discards the request body. A server that is still sending it would otherwise drop the response.
 void discardBody();

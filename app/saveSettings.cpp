@@ -27,7 +27,7 @@ std::string_view environment(const char* name) {
     return value != nullptr ? value : "";
 }
 
-// Null for a request that carries no form this program reads.
+// Returns null for a request without a form that this program reads.
 FormParser formParser() {
     const std::string_view method = environment("REQUEST_METHOD");
     if (method == "GET")
@@ -37,12 +37,12 @@ FormParser formParser() {
     return nullptr;
 }
 
-// Returns false if the client has gone, which is no failure of the request.
+// Returns false if the client has disconnected. That is not a failure of the request.
 bool print(std::string_view text) {
     return zutl::writeAll(STDOUT_FILENO, text.data(), text.size());
 }
 
-// Prints pieces without allocating memory, and stops at the first that fails.
+// Prints the three texts without allocating memory. Stops at the first failure.
 bool print(std::string_view head, std::string_view text, std::string_view tail) {
     return print(head) && print(text) && print(tail);
 }
@@ -51,7 +51,7 @@ void printError(const char* text) {
     print("Content-Type: text/plain\r\n\r\n", text, "\n");
 }
 
-// Returns the status word for the outcome; on every failure there is one.
+// Returns the status word for the outcome; "false" after any exception.
 zutl::String saveAndSignal(FormParser parse) {
     zutl::String status("false");
     const char* step = settingsFile;
@@ -70,12 +70,12 @@ zutl::String saveAndSignal(FormParser parse) {
     return status;
 }
 
-// The address of the page that sent the form, with the status among its query parameters.
+// Returns the address of the page that sent the form, with the status as a query parameter.
 zutl::String returnAddress(const zutl::String& status) {
     zutl::url page(zutl::String::fromEnvVarible("HTTP_REFERER"));
     page.parameters["success"] = status;
     zutl::String address = page;
-    // Such a byte could end the header line and begin another.
+    // A control character could end the header line and begin another (header injection).
     const auto breaksHeader = [](unsigned char byte) { return byte < 0x20 || byte == 0x7F; };
     if (std::any_of(address.begin(), address.end(), breaksHeader))
         address = "?success=" + status;
@@ -85,13 +85,14 @@ zutl::String returnAddress(const zutl::String& status) {
 void redirect(const zutl::String& status) {
     try {
         print("Location: " + returnAddress(status) + "\r\n\r\n");
-    } catch (...) { // memory ran out: without the page's address the answer takes none
+    } catch (...) { // out of memory: this answer needs none
         print("Location: ?success=", status, "\r\n\r\n");
     }
 }
 
-// A browser that has gone, and a limit on the size of files, shall make a write fail and not end the program.
-void holdBackWriteSignals() {
+// Blocks SIGPIPE and SIGXFSZ: a disconnected client or a file size limit then makes a write fail instead of
+// ending the program.
+void blockWriteSignals() {
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGPIPE);
@@ -102,7 +103,7 @@ void holdBackWriteSignals() {
 } // namespace
 
 int main(int argumentCount, char* arguments[]) {
-    holdBackWriteSignals();
+    blockWriteSignals();
     if (const char* const answer = commandLineAnswer(argumentCount, arguments))
         return print(answer) ? 0 : 1;
     const FormParser parse = formParser();

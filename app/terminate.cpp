@@ -1,5 +1,5 @@
-// What the C++ runtime calls for an exception that nobody catches. Its own handler would print the
-// exception's type, and for that bring the whole demangler into a program that catches all of them.
+// Replaces the C++ runtime's handler for uncaught exceptions. The original prints the exception's type and
+// would link the whole demangler into a program that catches all exceptions.
 
 #include <cstdlib>
 

@@ -53,7 +53,7 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/zuConfigVersion.cmake COM
 install(FILES ${PROJECT_BINARY_DIR}/zuConfig.cmake ${PROJECT_BINARY_DIR}/zuConfigVersion.cmake
   DESTINATION ${package} COMPONENT development)
 
-# zu.pc finds the headers and the library from where it stands itself.
+# zu.pc finds the headers and the library relative to its own directory.
 cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX
   BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig OUTPUT_VARIABLE pc_prefix)
 cmake_path(APPEND pc_includedir "\${prefix}" ${CMAKE_INSTALL_INCLUDEDIR} zu)

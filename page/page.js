@@ -11,9 +11,9 @@ let built = null; // the state that the form was built from
 let saved = {}; // the values that leaving the page does not lose
 
 const outcomes = {
-  restarted: ['good', 'Saved', 'The application was told to take over the new settings.'],
+  restarted: ['good', 'Saved', 'The application was signalled to load the new settings.'],
   running: ['warn', 'Saved, but not in use yet',
-    'The running application could not be told. It takes over the settings when it starts the next time.'],
+    'The running application could not be signalled. It loads the settings when it starts next.'],
   stopped: ['warn', 'Saved, but the application is not running', 'It takes over the settings when it starts.'],
   false: ['bad', 'It is not certain that anything was saved', 'Either the settings could not be stored, or it is ' +
     'unclear which application they belong to. Check that the application is running and that the device has free ' +
@@ -91,7 +91,7 @@ async function confirmSave(revision, values) {
       'Please correct them and save again.', state.refusals.map(({ reason }) => reason));
   } else {
     saved = values;
-    announce('warn', 'Saved, but not confirmed', 'The application was told, but has not taken over everything yet. ' +
+    announce('warn', 'Saved, but not confirmed', 'The application was signalled, but has not loaded all settings yet. ' +
       'Load this page again in a moment.', different.map(({ name, label }) => String(label ?? name)));
   }
 }

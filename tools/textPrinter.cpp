@@ -88,8 +88,8 @@ private:
     std::FILE* const out;
     int depth = 0;
     bool isInLine = false;
-    const char* lead = ""; // stands before a value
-    std::string entryType; // of a map's value; told when it holds others
+    const char* lead = ""; // printed before a value
+    std::string entryType; // of a map's value; printed when it holds others
 };
 
 } // namespace

@@ -169,7 +169,7 @@ bool parseSettings(std::string_view text, Values& values) {
 
 namespace {
 
-// Returns true if the file behind the descriptor still has exactly this text.
+// Returns true if the open file still has exactly this text.
 bool holds(int descriptor, std::string_view text) {
     if (lseek(descriptor, 0, SEEK_SET) != 0)
         return false;

@@ -1,6 +1,6 @@
 #pragma once
-// The file "state.json", in which an application tells its page and its tools what it runs with. Internal:
-// not installed.
+// The file "state.json", in which an application publishes its current settings for its page and its tools.
+// Internal: not installed.
 
 #include "zuap_Setting.h"
 #include "zuap_SettingsFile.h"
