@@ -36,7 +36,7 @@ void discard(size_t length) {
 void preferToBeKilled() {
     const zutl::File score("/proc/self/oom_score_adj", O_WRONLY);
     if (score.isOpen())
-        zutl::writeAll(score.get(), "1000", 4);
+        (void)zutl::writeAll(score.get(), "1000", 4);
 }
 
 } // namespace

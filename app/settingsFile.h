@@ -10,4 +10,4 @@ zutl::String settingsText(const Settings& params);
 
 // Replaces the settings file by these settings, nothing escaped, and flushes it to disk. On failure reports
 // the cause and returns false. Throws std::bad_alloc, with the file unchanged.
-bool saveXML(const Settings& params);
+[[nodiscard]] bool saveXML(const Settings& params);

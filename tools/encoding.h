@@ -16,11 +16,11 @@ struct Block {
 
 // Decodes the object from the start of the block and removes its bytes from the block. Returns false, with
 // the block unchanged, if the object's reader refuses the bytes.
-bool take(zusl::Serializable& object, Block& block);
+[[nodiscard]] bool take(zusl::Serializable& object, Block& block);
 
 // Decodes a whole record that holds an integer and removes it from the block. Returns false if the block does
 // not start with such a record.
-bool takeRecord(zutl::Integer& number, Block& block);
+[[nodiscard]] bool takeRecord(zutl::Integer& number, Block& block);
 
 enum class Shape { unknown, marker, text, integer, stream, list, map };
 

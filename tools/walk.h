@@ -17,6 +17,6 @@ struct Layout {
 Layout layoutOf(Block file);
 
 // Reports the file to the visitor. Returns true if it is whole.
-bool walk(std::string_view path, Block file, const Layout& layout, Visitor& visitor);
+[[nodiscard]] bool walk(std::string_view path, Block file, const Layout& layout, Visitor& visitor);
 
 } // namespace dump

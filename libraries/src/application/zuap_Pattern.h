@@ -21,7 +21,7 @@ namespace zuap {
 class Pattern {
 public:
     // Returns false if `expression` is not in the subset; the pattern must not be used then.
-    bool compile(std::string_view expression);
+    [[nodiscard]] bool compile(std::string_view expression);
 
     // Returns true if all of `text` matches. Takes time proportional to its length times the number of items.
     // Requires valid UTF-8.

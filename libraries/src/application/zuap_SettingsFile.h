@@ -24,7 +24,7 @@ enum class Reading {
 // the whole old or the whole new one. A file that is rewritten in place (see docs/reliability.md) is read
 // twice and counts as incomplete if the two readings differ or the root element is not whole. Keep the last
 // good values then; the gateway's signal follows its last write.
-Reading readSettings(const char* path, Values& values);
+[[nodiscard]] Reading readSettings(const char* path, Values& values);
 
 // Reads the text of a settings file into `values`. Returns false, with `values` empty, if the text does not
 // begin with the open tag and end with the close tag of the root element.
@@ -37,6 +37,6 @@ Reading readSettings(const char* path, Values& values);
 // Any other text (hostile, or edited by hand) is read entry by entry from where it stops making sense: lines
 // that are no entry are skipped, and the first value of a repeated name counts. Takes time and memory
 // proportional to the text, times the logarithm of the number of entries.
-bool parseSettings(std::string_view text, Values& values);
+[[nodiscard]] bool parseSettings(std::string_view text, Values& values);
 
 } // namespace zuap

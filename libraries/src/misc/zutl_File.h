@@ -10,21 +10,21 @@
 namespace zutl {
 
 // Writes all bytes. Returns false, with errno set, on an error.
-bool writeAll(int descriptor, const void* bytes, size_t length);
+[[nodiscard]] bool writeAll(int descriptor, const void* bytes, size_t length);
 
 // Reads up to length bytes with one successful read(2). Returns the number of bytes, 0 at the end of the
 // file, -1 with errno set on an error.
 ssize_t readSome(int descriptor, void* buffer, size_t length);
 
 // Reads exactly length bytes. Returns false if there are fewer, or on an error.
-bool readAll(int descriptor, void* buffer, size_t length);
+[[nodiscard]] bool readAll(int descriptor, void* buffer, size_t length);
 
 // Stores the size in bytes of a regular file. Returns false for anything else.
-bool sizeOf(int descriptor, std::uint64_t& size);
+[[nodiscard]] bool sizeOf(int descriptor, std::uint64_t& size);
 
 // Flushes the file to disk with fsync(2). Returns false, with errno set, on an error. A file or file system
 // that cannot be flushed is no error.
-bool flushToDisk(int descriptor);
+[[nodiscard]] bool flushToDisk(int descriptor);
 
 // An open descriptor, closed by the destructor. Programs that are started do not inherit it.
 class File {

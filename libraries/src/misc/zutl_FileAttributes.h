@@ -9,10 +9,10 @@
 namespace zutl {
 
 // Gives the new file the owner and group of the existing one. Returns false, with errno set, on an error.
-bool copyOwner(int descriptor, const struct stat& created, const struct stat& existing);
+[[nodiscard]] bool copyOwner(int descriptor, const struct stat& created, const struct stat& existing);
 
 // Gives the new file the existing file's ACL and other extended attributes, and its permission bits; the
 // set-user-id, set-group-id and sticky bits are dropped. Returns false, with errno set, on an error.
-bool copyAttributes(int descriptor, const char* existingPath, const struct stat& existing);
+[[nodiscard]] bool copyAttributes(int descriptor, const char* existingPath, const struct stat& existing);
 
 } // namespace zutl

@@ -19,14 +19,14 @@ public:
     int error() const { return code; }
     bool exists() const { return file.isOpen(); }
 
-    bool holds(int directory, const char* name) const override;
+    [[nodiscard]] bool holds(int directory, const char* name) const override;
 
     // Another version that comes at the last moment is put back. Only what others write in place at that
     // moment may be lost, and on a file system without RENAME_EXCHANGE what they rename.
-    int rename(TemporaryFile& temporary, int directory, const char* name) const override;
+    [[nodiscard]] int rename(TemporaryFile& temporary, int directory, const char* name) const override;
 
 private:
-    bool isAt(int directory, const char* name) const;
+    [[nodiscard]] bool isAt(int directory, const char* name) const;
 
     File file;
     int code = 0;

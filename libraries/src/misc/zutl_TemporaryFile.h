@@ -27,21 +27,21 @@ public:
     const struct stat& status() const { return created; } // right after creation
 
     // Renames the file over `target` in the same directory. Returns false, with errno set, on an error.
-    bool renameTo(const char* target);
+    [[nodiscard]] bool renameTo(const char* target);
 
     // As renameTo, but fails with EEXIST if the target exists, and with EINVAL or ENOSYS if that cannot be
     // told.
-    bool renameToNew(const char* target);
+    [[nodiscard]] bool renameToNew(const char* target);
 
     // Exchanges the names of the file and of `target`, which must exist; the destructor then removes what had
     // that name. Returns false, with errno set, on an error; EINVAL or ENOSYS if names cannot be exchanged.
-    bool exchangeWith(const char* target);
+    [[nodiscard]] bool exchangeWith(const char* target);
 
     const char* name() const { return path.c_str(); }
 
 private:
-    bool create(mode_t mode);
-    bool rename(const char* target, unsigned int flags);
+    [[nodiscard]] bool create(mode_t mode);
+    [[nodiscard]] bool rename(const char* target, unsigned int flags);
     void removeAndClose();
 
     int parent; // the open directory
