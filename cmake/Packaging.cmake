@@ -3,7 +3,6 @@ set(CPACK_GENERATOR DEB)
 set(CPACK_COMPONENTS_ALL runtime development)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/packaging/stage.cmake)
-set(CPACK_CHANGELOG ${PROJECT_SOURCE_DIR}/packaging/changelog.in)
 
 set(CPACK_PACKAGE_NAME savesettings)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
