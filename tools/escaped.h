@@ -1,5 +1,5 @@
 #pragma once
-// Text that may come from anywhere, in a form fit for a terminal.
+// Makes untrusted text safe to print on a terminal.
 
 #include <string>
 #include <string_view>

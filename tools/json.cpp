@@ -114,7 +114,7 @@ bool Parser::number(Value& value) {
     return true;
 }
 
-// What follows the opening quote.
+// Parses a string after its opening quote.
 bool Parser::string(std::string& text) {
     while (!rest.empty()) {
         if (take("\""))
@@ -135,7 +135,7 @@ bool Parser::string(std::string& text) {
     return false;
 }
 
-// What follows a backslash.
+// Parses an escape after its backslash.
 bool Parser::escape(std::string& text) {
     constexpr std::string_view names("\"\\/bfnrt"), bytes("\"\\/\b\f\n\r\t");
     if (take("u")) {

@@ -28,7 +28,7 @@ struct Frame {
           isTruncated(length > content.length) {}
 };
 
-// What the walk knows of truncated frames.
+// Whether bytes are missing at the end of a frame.
 struct Truncation {
     bool inside = false;   // the current frame or one around it is truncated
     bool reported = false; // the bytes missing at the end of the current frame have been reported

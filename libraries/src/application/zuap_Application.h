@@ -10,7 +10,7 @@
 
 namespace zuap {
 
-// What Application::next found.
+// The kind of event that Application::next found.
 enum class Event {
     none,    // nothing to do
     changed, // the settings file was read; the values in use may have changed
@@ -72,7 +72,7 @@ public:
     // 0 if the setting is no number. Throws as value() does. Requires at most 7 decimals.
     long long scaled(const zutl::String& name, unsigned int decimals) const;
 
-    // What the last reading of the settings file did not take.
+    // Returns the values that were refused when the settings file was last read.
     const std::vector<Refusal>& refusals() const;
 
     // Returns the number of readings since start().

@@ -54,7 +54,7 @@ bool Pattern::Item::takes(std::uint32_t code) const {
     return isListed != isNegated;
 }
 
-// What follows a backslash.
+// Parses the character after a backslash.
 bool Pattern::takeEscape(std::string_view& expression, bool inBrackets, Ranges& ranges) {
     std::uint32_t code;
     if (!takeCharacter(expression, code))
@@ -82,7 +82,7 @@ bool Pattern::takeMember(std::string_view& expression, Ranges& ranges) {
     return !isDoubled || !contains(neverDoubled, code);
 }
 
-// What follows an opening bracket, with the closing one.
+// Parses a bracket expression after its opening bracket, including the closing one.
 bool Pattern::takeBrackets(std::string_view& expression, Item& item) {
     const auto isCharacter = [](const Ranges& ranges) {
         return ranges.size() == 1 && ranges.front().first == ranges.front().second;

@@ -77,7 +77,7 @@ struct Setting {
     std::vector<Option> options;          // choice
 };
 
-// A value that was not taken, in a form fit to be shown: a long value is cut.
+// A value that was refused. A long value is cut to be shown.
 struct Refusal {
     zutl::String name;   // of the setting
     zutl::String value;  // that was refused

@@ -11,7 +11,7 @@ namespace zuap {
 
 constexpr const char* stateFile = "state.json";
 
-// What an application publishes.
+// The content of state.json.
 struct State {
     unsigned int revision = 0;     // grows with every publication
     std::vector<Setting> settings; // in the order of the page

@@ -32,7 +32,7 @@ public:
     // Opens as open(2) does; a new file gets the mode, less the process's umask. If isOpen() returns false,
     // errno has the reason.
     File(const char* path, int flags, mode_t mode = 0666);
-    // As above; a relative path starts at the open directory.
+    // As the constructor above, with a path relative to the open directory.
     File(int directory, const char* path, int flags, mode_t mode = 0666);
 
     // Takes the descriptor of a temporary.

@@ -45,13 +45,13 @@ bool flushDirectory(const Directory& directory, int file) {
     return flushToDisk(directory.get()) || (errno == EBADF && syncfs(file) == 0);
 }
 
-// What became of the way through a temporary file.
+// The result of replacing the file through a temporary file.
 struct Attempt {
     FileError error;
     bool refused = false; // a temporary file cannot do the job; writing in place may
 };
 
-// What is replaced by what.
+// A file and its new content.
 struct Job {
     const char* path; // of the directory
     const Directory& directory;

@@ -5,7 +5,7 @@
 
 namespace zutl {
 
-// Whether new content has to survive a power cut.
+// Whether the new content must survive a power cut.
 enum class Durability {
     flushed, // content and name are on disk when replaceFile returns
     cached,  // the kernel writes them when it sees fit; at any instant the file is still whole

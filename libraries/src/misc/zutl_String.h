@@ -81,7 +81,8 @@ public:
     // Returns the number in decimal, with a leading '-' if it is negative.
     static String fromInteger(int value);
 
-    // The value of the environment variable; empty when it is not set. Imposed: the spelling of the name.
+    // Returns the value of the environment variable; empty if it is not set. The spelling of the function's
+    // name is imposed by the published interface.
     static String fromEnvVarible(const char* name);
 
     // Returns the bytes of the text that occur in `allowed`, trimmed.
@@ -111,16 +112,15 @@ public:
     // accepted.
     bool isNumeric(bool& isInteger) const;
 
-    // The decimal integer that the text begins with, white space before it skipped, held within 32 bits; 0
-    // for text without one.
+    // Returns the decimal integer at the start of the text, after any white space, clamped to 32 bits; 0 if
+    // there is none.
     int toInt() const;
 
-    // The same; 0 also for a negative one.
+    // As toInt, but returns 0 for a negative number.
     unsigned int toUnsignedInt() const;
 
-    // Returns true for "true", "t", "yes", "y" and "on" in any case, and for text that begins with an integer
-    // other than
-    // 0.
+    // Returns true for "true", "t", "yes", "y" and "on" in any case, and for text that begins with a nonzero
+    // integer.
     bool toBool() const;
 
     // Returns the ascending positions of the delimiter bytes outside quoted sections. A section starts at any
@@ -168,7 +168,7 @@ public:
     // the text, unless the name contains a "<", because tags may then overlap.
     String replaceElement(const String& name, const String& replacement) const;
 
-    // --- Serialized forms (zusl::Serializable)
+    // --- Serialization (zusl::Serializable)
 
     unsigned int getTypeId() const override;
     std::string getTypeName() const override;
@@ -262,7 +262,7 @@ String String::join(const Container& items, const String& separator) {
     return result;
 }
 
-// The binary form is inline: containers write and read very many short texts.
+// The binary encoding is inline: containers write and read very many short texts.
 
 inline unsigned int String::getBinLength() const {
     if (size() > UINT32_MAX - binOverhead)

@@ -1,5 +1,5 @@
 #pragma once
-// How a container calls its elements, keys and values.
+// Calls from a container to its elements, keys and values.
 
 #include "zusl_Serializable.h"
 #include "zutl_Integer.h"

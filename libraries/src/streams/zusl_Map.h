@@ -15,12 +15,12 @@
 
 namespace zusl {
 
-// The namespace of the attribute that holds an entry's key in the XML form of a StringMap.
+// The namespace of the attribute that holds an entry's key in the XML text of a StringMap.
 using zuxml::settingsSchema;
 
-// A std::map with a binary form, whose insert also takes a key and a value. Keys and values are
+// A std::map with a binary encoding, whose insert also takes a key and a value. Keys and values are
 // zusl::Serializable. Iterated, and written, in ascending key order. A concrete map gives its type id and
-// name, and its XML form if it has one.
+// name, and its XML text if it has one.
 template <typename K, typename V>
 class Map : public std::map<K, V>, public Serializable {
 public:

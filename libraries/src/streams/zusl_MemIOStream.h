@@ -143,8 +143,8 @@ public:
     // Moves the content to the start of the memory.
     void defrag();
 
-    // Makes room for n more bytes. When the capacity does not hold them: new memory of twice the capacity and
-    // n. When only the room behind the content is too small: moves the content to the beginning.
+    // Makes room for n more bytes. If the capacity is too small, allocates twice the capacity plus n.
+    // Otherwise, if the room after the content is too small, moves the content to the start of the memory.
     void checkBuff(const unsigned int& n);
 
     // Returns true if the content is whole records.
@@ -164,12 +164,13 @@ public:
 
     // --- Files: the content and nothing else
 
-    // True when all of the content reached the file, which is created or cut to zero length first.
+    // Creates or truncates the file and writes the content. Returns true once all bytes have reached the
+    // file.
     bool save(const char* path) const;
 
-    // False, with the content unchanged, when the file cannot be opened, has no size or one beyond 32 bits;
-    // false, with the stream empty, when it cannot be read; false, with its bytes in the stream, when they
-    // are not whole records.
+    // Replaces the content by that of the file. Returns false, with the content unchanged, if the file cannot
+    // be opened or its size is unknown or beyond 32 bits; false, with the stream empty, if it cannot be read;
+    // false, with its bytes in the stream, if they are not whole records.
     bool load(const char* path);
 
 private:

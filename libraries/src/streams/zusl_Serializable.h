@@ -52,15 +52,15 @@ public:
     // encoding.
     virtual unsigned int fromBin(const unsigned char* data, unsigned int length) = 0;
 
-    // Writes the object file form: type id, length, binary form (docs/formats.md). True when all of it
-    // reached the file; false when the file cannot be opened or written, and when toBin fails, which leaves
-    // an empty file. Throws only what getBinLength or the allocation of the buffer throws.
+    // Writes an object file: type id, length, binary encoding (docs/formats.md). Returns true once all bytes
+    // have reached the file. Returns false if the file cannot be opened or written, or if toBin fails, which
+    // leaves an empty file. Throws only what getBinLength or the allocation of the buffer throws.
     virtual bool toFile(const char* path) const;
 
-    // Reads the object file form, also from a pipe, FIFO or device. False, with the object unchanged, when
-    // the file cannot be read, is shorter than it says, or holds another type; false, with the object as
-    // fromBin left it, when fromBin fails or takes another number of bytes. Bytes after the form are not
-    // looked at. Never throws.
+    // Reads an object file, which may be a pipe, a FIFO or a device. Returns false, with the object
+    // unchanged, if the file cannot be read, is shorter than its length field says, or holds another type.
+    // Returns false, with the object as fromBin left it, if fromBin fails or reads another number of bytes.
+    // Ignores bytes after the encoding. Never throws.
     virtual bool fromFile(const char* path);
 
 protected:

@@ -1,4 +1,4 @@
-// What all back ends of the XML document facade have in common.
+// The part of the XML facade that all back ends share.
 
 #include "zuxml_DomIterator.h"
 

@@ -66,7 +66,7 @@ xml_node nextInside(xml_node node, xml_node top) {
     return node == top ? xml_node() : node.next_sibling();
 }
 
-// Returns the root element; a null node unless the document is one element with no text beside it.
+// Returns the root element; a null node unless the document is one element with no text outside it.
 xml_node rootOf(const pugi::xml_document& document) {
     for (const xml_node node : document)
         if (isText(node) && !isBlank(node))

@@ -1,4 +1,4 @@
-// The serialized forms of zutl::String.
+// The XML text and the binary encoding of zutl::String.
 
 #include "zutl_String.h"
 #include "zutl_XmlElement.h"
