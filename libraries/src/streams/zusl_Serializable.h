@@ -1,14 +1,5 @@
 #pragma once
 // zusl::Serializable, the interface of every object that can be converted to text and bytes and back.
-//
-// Type ids and names. Ids fit in 16 bits:
-//
-//     1      zusl_EndOfFile
-//     6      zusl_MemIOStream
-//     501    zutl_String
-//     504    Integer
-//     5000 + the element's id     the element's name and "List"       (5501   zutl_StringList)
-//     15000 + the value's id      the value's name and "StringMap"    (15501  zutl_StringStringMap)
 
 #include <string>
 
@@ -26,10 +17,10 @@ class Serializable {
 public:
     virtual ~Serializable() = default;
 
-    // Returns the class's id from the table above.
+    // Returns the class's id, which fits in 16 bits. docs/formats.md lists those of the library.
     virtual unsigned int getTypeId() const = 0;
 
-    // Returns the class's name from the table above.
+    // Returns the class's name from the same table.
     virtual std::string getTypeName() const = 0;
 
     // Returns toXML(type name).
