@@ -8,4 +8,4 @@ execute_process(COMMAND g++ -dumpversion OUTPUT_VARIABLE version OUTPUT_STRIP_TR
 set(musl "-specs=/usr/lib/x86_64-linux-musl/musl-gcc.specs -specs=${CMAKE_CURRENT_LIST_DIR}/static-pie.specs")
 set(CMAKE_C_FLAGS_INIT "${musl}")
 set(CMAKE_CXX_FLAGS_INIT "${musl} -nostdinc++ -isystem /usr/include/c++/${version} \
--isystem /usr/include/x86_64-linux-gnu/c++/${version} -include ${CMAKE_CURRENT_LIST_DIR}/glibcNames.h")
+-isystem /usr/include/x86_64-linux-gnu/c++/${version} -include ${CMAKE_CURRENT_LIST_DIR}/glibcNames.h -fno-rtti")
