@@ -44,6 +44,11 @@ bool firstArgumentNames(const char* path, std::string_view name, Block& block) {
     }
 }
 
+// Returns true if the C library reads the text as a positive number. It does not need to be asked about most.
+bool isNumber(const char* text) {
+    return (*text >= '1' && *text <= '9') || std::strtol(text, nullptr, 10) > 0;
+}
+
 } // namespace
 
 int getProcIdByName(const char* name) {
@@ -59,13 +64,12 @@ int getProcIdByName(const char* name) {
     char* const entryPlace = std::copy(folder.begin(), folder.end(), path.data());
     Block block;
     while (const char* const entry = processes.next()) {
-        const long id = std::strtol(entry, nullptr, 10);
-        if (id <= 0)
+        if (!isNumber(entry))
             continue;
         char* const end = std::copy(entry, entry + std::strlen(entry), entryPlace);
         std::memcpy(end, file.data(), file.size() + 1); // with its zero byte
         if (firstArgumentNames(path.data(), name, block))
-            return static_cast<int>(std::min(id, long{INT_MAX}));
+            return static_cast<int>(std::min(std::strtol(entry, nullptr, 10), long{INT_MAX}));
     }
     return -1;
 }
