@@ -1,7 +1,7 @@
 # Debian's g++, or its cross compiler for another machine, with the small C library of its package musl-dev, for a
 # program of few bytes. There is no C++ library made for it; the pieces of g++'s own that the program needs work with it,
 # too. ZU_MUSL_COMPILER is the start of the compilers' names, such as "arm-linux-gnueabihf-". ZU_MUSL is the folder that
-# musl is installed in, with "include" and "lib", or with folders of the machine's name in these.
+# musl is installed in, as an absolute path, with "include" and "lib", or with folders of the machine's name in these.
 set(CMAKE_SYSTEM_NAME Linux)
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES ZU_MUSL_COMPILER ZU_MUSL)
 if(NOT DEFINED ZU_MUSL)
