@@ -44,7 +44,7 @@ bool firstArgumentNames(const char* path, std::string_view name, Block& block) {
     }
 }
 
-// Returns true if the C library reads the text as a positive number. It does not need to be asked about most.
+// Returns true if strtol() reads a positive number. Avoids the call for most names.
 bool isNumber(const char* text) {
     return (*text >= '1' && *text <= '9') || std::strtol(text, nullptr, 10) > 0;
 }

@@ -1,5 +1,5 @@
-// Finds the way of an exception up the stack. The unwinder's own search also looks through shared objects and
-// code made at run time, and takes 9 KB. ARM has another kind of tables.
+// Finds the unwind table entry for a code address when an exception is thrown. The unwinder's own search also
+// covers shared objects and code generated at run time, and takes 9 KB. ARM uses another kind of table.
 
 #ifndef __ARM_EABI__
 

@@ -1,4 +1,4 @@
-// Protects relocated data, which musl's start of a static program omits.
+// Makes relocated data read-only, which musl's start-up code does not do for a static program.
 
 #include "segments.h"
 

@@ -1,5 +1,5 @@
-// What g++'s C++ library, made for another C library, requires of that one and musl does not have; and small
-// replacements for parts of it that would bring in much more than the program needs.
+// Symbols that g++'s C++ library, built for glibc, needs and musl lacks, and small replacements for parts of
+// the C++ library that would link in much more than the program needs.
 
 #include <cstdlib>
 #include <new>
@@ -9,11 +9,11 @@
 
 extern "C" {
 
-// Counters of references need no locking.
+// Reference counts need no atomic operations.
 extern char __libc_single_threaded;
 char __libc_single_threaded = 1;
 
-// Nor does anything else: there is one thread.
+// There is one thread, so nothing needs locking.
 int pthread_mutex_lock(pthread_mutex_t* /*mutex*/) {
     return 0;
 }
@@ -24,9 +24,9 @@ int pthread_mutex_unlock(pthread_mutex_t* /*mutex*/) {
 
 } // extern "C"
 
-// What the C++ library calls for its errors. The program treats all exceptions of the library alike, so one
-// type without text is enough, and a failed check ends the program without a message. Weak, so that a library
-// that needs more of its own functions gets all of them.
+// The C++ library calls these for its errors. The program treats all of the library's exceptions alike, so
+// one type without text is enough, and a failed check ends the program without a message. They are weak: if
+// the linker needs another function from the same object file of the library, the library's versions win.
 namespace std {
 
 [[gnu::weak]] void __throw_bad_alloc() {
