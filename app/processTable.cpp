@@ -15,21 +15,21 @@
 
 namespace {
 
-using Block = std::array<char, 256>;
+using Buffer = std::array<char, 256>;
 
-// Returns true if the last path component of the first argument in a command line is `name`. Reads in blocks
-// up to the end of the first argument; one block is nearly always enough. `block` is scratch space: clearing
-// a new one for each process would take a noticeable part of the search.
-bool firstArgumentNames(const char* path, std::string_view name, Block& block) {
+// Returns true if the last path component of the first argument in a command line is `name`. Reads the file
+// piecewise up to the end of the first argument; one buffer is nearly always enough. `buffer` is scratch
+// space: clearing a new one for each process would take a noticeable part of the search.
+bool firstArgumentNames(const char* path, std::string_view name, Buffer& buffer) {
     const zutl::File file(path, O_RDONLY);
     if (!file.isOpen())
         return false;
-    zutl::String before; // the part of the last component in the preceding blocks
+    zutl::String before; // the part of the last component read before
     for (;;) {
-        const ssize_t received = zutl::readSome(file.get(), block.data(), block.size());
+        const ssize_t received = zutl::readSome(file.get(), buffer.data(), buffer.size());
         if (received < 0)
             return false;
-        const std::string_view bytes(block.data(), static_cast<size_t>(received));
+        const std::string_view bytes(buffer.data(), static_cast<size_t>(received));
         std::string_view argument = bytes.substr(0, bytes.find('\0'));
         argument = argument.substr(0, argument.find('\n'));
         const size_t slash = argument.rfind('/');
@@ -37,8 +37,8 @@ bool firstArgumentNames(const char* path, std::string_view name, Block& block) {
             before.clear();
         const std::string_view component =
             argument.substr(slash + 1); // all of it without a slash: npos + 1 is 0
-        // The kernel returns less than a block only at the end of the file.
-        if (argument.size() < bytes.size() || bytes.size() < block.size())
+        // A short read happens only at the end of the file.
+        if (argument.size() < bytes.size() || bytes.size() < buffer.size())
             return before.empty() ? component == name : before + zutl::String(component) == name;
         before += component;
     }
@@ -62,13 +62,13 @@ int getProcIdByName(const char* name) {
     constexpr std::string_view file = "/cmdline";
     std::array<char, folder.size() + NAME_MAX + file.size() + 1> path;
     char* const entryPlace = std::copy(folder.begin(), folder.end(), path.data());
-    Block block;
+    Buffer buffer;
     while (const char* const entry = processes.next()) {
         if (!isNumber(entry))
             continue;
         char* const end = std::copy(entry, entry + std::strlen(entry), entryPlace);
         std::memcpy(end, file.data(), file.size() + 1); // with its zero byte
-        if (firstArgumentNames(path.data(), name, block))
+        if (firstArgumentNames(path.data(), name, buffer))
             return static_cast<int>(std::min(std::strtol(entry, nullptr, 10), long{INT_MAX}));
     }
     return -1;

@@ -76,7 +76,6 @@ void MemIOStream::refuseChange() {
 }
 
 // --- Memory
-// ----------------------------------------------------------------------------------------------------------
 
 // Moves the content into new memory.
 void MemIOStream::replaceMemory(unsigned int newCapacity) {
@@ -205,7 +204,6 @@ void MemIOStream::setBuffer(const unsigned char* data, const unsigned int& lengt
 }
 
 // --- Serializable
-// ----------------------------------------------------------------------------------------------------
 
 unsigned int MemIOStream::getTypeId() const {
     return typeId;
@@ -251,7 +249,6 @@ unsigned int MemIOStream::fromBin(const unsigned char* data, unsigned int length
 }
 
 // --- Writing
-// ---------------------------------------------------------------------------------------------------------
 
 void MemIOStream::flush() {}
 
@@ -318,7 +315,6 @@ OStream& MemIOStream::operator<<(IStream& source) {
 }
 
 // --- Reading
-// ---------------------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -475,7 +471,6 @@ bool MemIOStream::readNextObject(unsigned char*& /*data*/, unsigned int& /*lengt
 }
 
 // --- Files
-// -----------------------------------------------------------------------------------------------------------
 
 bool MemIOStream::save(const char* path) const {
     const zutl::File file(path, O_WRONLY | O_CREAT | O_TRUNC);
