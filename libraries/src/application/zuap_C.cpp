@@ -24,7 +24,7 @@ Result guarded(const zuap_application* self, Result onFailure, Work work) {
         self->error.clear();
         return work();
     } catch (const std::bad_alloc&) {
-        self->error = "out of memory"; // short enough to need none
+        self->error = "out of memory"; // short enough not to be allocated
     } catch (const std::exception& error) {
         try {
             self->error = error.what();

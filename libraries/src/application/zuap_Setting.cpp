@@ -90,7 +90,7 @@ String characters(size_t count) {
     return String::fromFormat("%zu character%s", count, count == 1 ? "" : "s");
 }
 
-// The functions below return the reason without the name, or an empty text.
+// The functions below return the reason for a refusal without the name, or an empty text.
 
 String textRefusal(const Setting& setting, const String& value) {
     size_t count = 0;

@@ -26,15 +26,15 @@ constexpr std::string_view entryOpen = "  <";
 constexpr std::string_view nextEntry = "\n  <";
 constexpr std::string_view closeTag = "</";
 
-// A stretch of the text from after an `entryOpen` to the line feed before the next one. An entry is one
+// The text from after an `entryOpen` to the line feed before the next one. An entry is one
 // piece, or several if its value or name has a `nextEntry` in it.
 struct Piece {
     const char* begin;
     const char* end;
-    std::string_view name;    // before the first ">": of the entry, if one begins here
-    std::string_view closing; // between the last "</" and the final ">": of the entry, if one ends here
-    bool standsAlone = false; // one entry with a name that has markup in it
-    size_t last = 0;          // number of the piece that ends the entry; 0 is none, as numbers begin at 1
+    std::string_view name;     // before the first ">": of the entry, if one begins here
+    std::string_view closing;  // between the last "</" and the final ">": of the entry, if one ends here
+    bool isWholeEntry = false; // one entry with a name that has markup in it
+    size_t last = 0;           // number of the piece that ends the entry; 0 is none, as numbers begin at 1
 
     std::string_view text() const { return {begin, static_cast<size_t>(end - begin)}; }
     bool beginsEntry() const { return name.data() != nullptr; }
@@ -87,8 +87,8 @@ std::string_view nameWithMarkup(std::string_view piece) {
     return name;
 }
 
-// Splits the text between the tags of the root element. What precedes the first entry is left out, and so is
-// an unfinished last line.
+// Splits the text between the tags of the root element. Skips anything before the first entry and an
+// unfinished last line.
 std::vector<Piece> splitIntoPieces(std::string_view body) {
     std::vector<Piece> pieces(1);                // there is no piece 0
     body = body.substr(0, body.rfind('\n') + 1); // empty if there is none: npos + 1 is 0
@@ -110,8 +110,8 @@ bool isPlain(const std::vector<Piece>& pieces) {
     return true;
 }
 
-// Finds for each piece where an entry that begins there ends, so that entries with ascending names follow up
-// to the end of the text. Returns true if the first piece begins such an entry.
+// Finds for each piece the end of an entry that begins there, such that only entries with ascending names
+// follow up to the end of the text. Returns true if it finds one for the first piece.
 bool findEnds(std::vector<Piece>& pieces, bool allowNamesWithMarkup) {
     std::map<std::string_view, size_t> ends; // by name, the nearest piece that ends such an entry
     for (size_t number = pieces.size() - 1; number > 0; --number) {
@@ -131,7 +131,7 @@ bool findEnds(std::vector<Piece>& pieces, bool allowNamesWithMarkup) {
         if (name.data() == nullptr)
             continue;
         piece.name = name;
-        piece.standsAlone = true;
+        piece.isWholeEntry = true;
         if (isLast || (next->last != 0 && next->name > name))
             piece.last = number;
     }
@@ -160,7 +160,7 @@ bool parseSettings(std::string_view text, Values& values) {
     for (size_t number = 1; number < pieces.size(); ++number) {
         const Piece& piece = pieces[number];
         const size_t last = piece.last != 0 ? piece.last : number;
-        if (last != number || piece.isEntry() || piece.standsAlone)
+        if (last != number || piece.isEntry() || piece.isWholeEntry)
             addEntry(piece, pieces[last], values);
         number = last;
     }

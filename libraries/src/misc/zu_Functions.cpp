@@ -13,7 +13,7 @@ constexpr int caseBit = 0x20;
     return text != nullptr ? text : "";
 }
 
-// What tolower does in the C locale, whatever the locale is.
+// As tolower() in the C locale, whatever the current locale is.
 int lowerCase(char byte) {
     return byte >= 'A' && byte <= 'Z' ? byte | caseBit : static_cast<unsigned char>(byte);
 }
@@ -73,7 +73,7 @@ int64_t zu_atoi64(const char* text) {
 }
 
 uint32_t zu_tickcount(void) {
-    timespec now{}; // stays so when the clock cannot be read
+    timespec now{}; // keeps this value if the clock cannot be read
     clock_gettime(CLOCK_MONOTONIC, &now);
     return static_cast<uint32_t>(now.tv_sec) * 1000U + static_cast<uint32_t>(now.tv_nsec / 1000000);
 }

@@ -1,5 +1,5 @@
 #pragma once
-// A set of bytes that answers in one step, however many it holds.
+// A set of bytes with constant-time lookup.
 
 #include <array>
 #include <cstddef>
@@ -19,7 +19,7 @@ public:
 
     constexpr bool contains(char byte) const { return (members[wordOf(byte)] & bitOf(byte)) != 0; }
 
-    // The first position at or after `from` that holds a byte of the set; npos when there is none.
+    // Returns the position of the first byte of the set at or after `from`, or npos if there is none.
     size_t findIn(std::string_view text, size_t from) const {
         if (count <= 1)
             return count == 0 ? std::string_view::npos : text.find(first, from);

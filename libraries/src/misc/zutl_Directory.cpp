@@ -11,7 +11,7 @@ namespace zutl {
 
 namespace {
 
-// The layout of an entry in the block, the same on every machine; the name follows.
+// The header of a directory entry, the same on every machine; the name follows it.
 struct EntryHeader {
     std::uint64_t fileNumber;
     std::int64_t offset;

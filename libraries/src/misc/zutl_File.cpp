@@ -81,7 +81,7 @@ File::File(int directory, const char* path, int flags, mode_t mode) {
 }
 
 File::~File() {
-    // Not repeated when interrupted: the descriptor is closed in any case.
+    // Not repeated if interrupted: the descriptor is closed even then.
     if (isOpen())
         close(descriptor);
 }

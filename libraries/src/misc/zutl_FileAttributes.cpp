@@ -11,7 +11,7 @@ namespace {
 
 constexpr const char* accessList = "system.posix_acl_access";
 
-// Attributes that the kernel derives from the content; a copy would be wrong for the new one.
+// Attributes that the kernel derives from the content, so the old ones would be wrong.
 bool belongsToContent(std::string_view name) {
     return name == "security.capability" || name == "security.ima" || name == "security.evm";
 }
@@ -40,7 +40,7 @@ bool copyAttribute(int descriptor, const char* existingPath, const char* name) {
     String value;
     if (!readAttribute(value, [&](char* to, size_t size) { return lgetxattr(existingPath, name, to, size); }))
         return false;
-    // One that the new file has already, such as the label of its directory, may not be ours to set.
+    // We may lack the permission to set an attribute that the new file already has, such as a security label.
     String present;
     if (readAttribute(present,
                       [&](char* to, size_t size) { return fgetxattr(descriptor, name, to, size); }) &&
@@ -63,7 +63,7 @@ bool copyExtendedAttributes(int descriptor, const char* existingPath) {
     String names;
     if (!readAttribute(names, [&](char* to, size_t size) { return llistxattr(existingPath, to, size); }))
         return hasNoAttributes(errno);
-    // The directory may have a default ACL, which the new file got and the existing file has not.
+    // The new file may have got a default ACL from its directory that the existing file lacks.
     if (!contains(names, accessList) && fremovexattr(descriptor, accessList) != 0 && errno != ENODATA &&
         !hasNoAttributes(errno))
         return false;

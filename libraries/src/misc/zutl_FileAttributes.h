@@ -1,6 +1,5 @@
 #pragma once
-// Carrying the owner, the extended attributes, the ACL and the mode of a file over to the one that replaces
-// it.
+// Copies owner, mode, ACL and extended attributes of a file to the one that replaces it.
 
 #include "zutl_String.h"
 

@@ -39,7 +39,7 @@ int FileVersion::rename(TemporaryFile& temporary, int directory, const char* nam
     if (!exists() || isAt(directory, temporary.name()))
         return 0; // the old version is removed as the temporary file
     while (temporary.exchangeWith(name) && !ours.isAt(directory, temporary.name()))
-        continue; // another one came before this one was put back
+        continue; // yet another version appeared before this one was put back
     return ESTALE;
 }
 

@@ -8,21 +8,22 @@
 
 namespace zutl {
 
-// What a name in a directory refers to at one moment: a file, or none. While the object lives, no other file
-// can get the same number. As a condition: the name still refers to it, and nobody has written to it.
+// The file, or absence of a file, that a name in a directory refers to at one moment. As a condition for
+// replaceFile: the name still refers to that file, and nobody has written to it. Keeps the file open, so that
+// its inode number cannot be reused.
 class FileVersion final : public ReplaceCondition {
 public:
-    // Looks at `name` in the open directory; a symbolic link is not followed.
+    // Records what `name` in the open directory refers to. Does not follow a symbolic link.
     FileVersion(int directory, const char* name);
 
-    // Returns 0, or the errno value of what failed. No file is no failure.
+    // Returns 0, or an errno value if the file could not be opened. A missing file is not an error.
     int error() const { return code; }
     bool exists() const { return file.isOpen(); }
 
     [[nodiscard]] bool holds(int directory, const char* name) const override;
 
-    // Another version that comes at the last moment is put back. Only what others write in place at that
-    // moment may be lost, and on a file system without RENAME_EXCHANGE what they rename.
+    // If another version appears at the last moment, puts it back and returns ESTALE. Only an in-place write
+    // at that moment may be lost, and on a file system without RENAME_EXCHANGE a rename, too.
     [[nodiscard]] int rename(TemporaryFile& temporary, int directory, const char* name) const override;
 
 private:

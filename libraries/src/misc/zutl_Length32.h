@@ -1,5 +1,5 @@
 #pragma once
-// Lengths and positions in the 32 bits that the encodings and the published interface have for them.
+// Conversion of lengths and positions to the 32 bits of the encodings and of the published interface.
 
 #include <cstdint>
 

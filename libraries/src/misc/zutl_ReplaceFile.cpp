@@ -15,8 +15,8 @@ namespace zutl {
 
 namespace {
 
-// Returns true for errors that writing in place would meet as well, after it has truncated the old content.
-// Any other error means that a temporary file cannot do the job.
+// Returns true for errors that writing in place would also hit, after truncating the old content. After any
+// other error writing in place may work where a temporary file does not.
 bool isGeneral(int error) {
     switch (error) {
     case ENOSPC:
@@ -32,7 +32,7 @@ bool isGeneral(int error) {
     }
 }
 
-// A directory that may not be read can still be searched and written.
+// Falls back to O_PATH for a directory without read permission: files in it can still be replaced.
 File openDirectory(const char* path) {
     File readable(path, O_RDONLY | O_DIRECTORY);
     if (readable.isOpen() || errno != EACCES)
@@ -40,7 +40,7 @@ File openDirectory(const char* path) {
     return File(path, O_PATH | O_DIRECTORY);
 }
 
-// A directory that was not opened for reading cannot be flushed by itself.
+// A directory opened with O_PATH cannot be flushed itself, so the whole file system is.
 bool flushDirectory(const Directory& directory, int file) {
     return flushToDisk(directory.get()) || (errno == EBADF && syncfs(file) == 0);
 }
@@ -48,7 +48,7 @@ bool flushDirectory(const Directory& directory, int file) {
 // The result of replacing the file through a temporary file.
 struct Attempt {
     FileError error;
-    bool refused = false; // a temporary file cannot do the job; writing in place may
+    bool refused = false; // try to write in place
 };
 
 // A file and its new content.

@@ -8,7 +8,7 @@ namespace zutl {
 // Whether the new content must survive a power cut.
 enum class Durability {
     flushed, // content and name are on disk when replaceFile returns
-    cached,  // the kernel writes them when it sees fit; at any instant the file is still whole
+    cached,  // the kernel writes them when it chooses; the file is still never partial
 };
 
 // Why a file could not be replaced.

@@ -19,8 +19,8 @@ namespace {
 
 constexpr const char* blanks = " \t\n\r";
 
-// Where the quoted section that opens at `open` ends; npos when it never does. A backslash hides the byte
-// after it, and the byte behind that one is looked at only as the closing quote.
+// Returns the end of the quoted section that opens at `open`, or npos if it does not end. A backslash makes
+// the next byte ordinary; the byte after that one can only be the closing quote.
 size_t findSectionEnd(std::string_view text, size_t open) {
     const char quote = text[open];
     size_t position = open + 1;
@@ -53,7 +53,7 @@ String& String::operator=(const char* text) {
 String String::fromFormat(const char* format, ...) {
     va_list args;
     va_start(args, format);
-    // The list must be ended also when memory runs out.
+    // Ends the list even if memory runs out.
     struct End {
         va_list& list;
         ~End() { va_end(list); }
@@ -167,7 +167,7 @@ std::vector<unsigned int> String::findAll(const String& delimiters, const String
         const size_t sectionEnd = findSectionEnd(*this, quote);
         if (sectionEnd == npos)
             break;
-        // Searched again only when the section has swallowed it, so that the whole walk stays linear.
+        // Searched again only if it was within the section: this keeps the search linear.
         if (delimiter <= sectionEnd)
             delimiter = delimiterSet.findIn(*this, sectionEnd + 1);
         quote = quoteSet.findIn(*this, sectionEnd + 1);
@@ -247,11 +247,11 @@ bool String::toFile(const char* path) const {
 }
 
 bool String::fromFile(const char* path) {
-    const File file(path, O_RDONLY); // before the text is emptied: the path may be in it
+    const File file(path, O_RDONLY); // before the text is emptied, which may contain the path
     clear();
     if (!file.isOpen())
         return false;
-    std::array<char, 1024> block; // most files are smaller, and each page of the stack costs its first touch
+    std::array<char, 1024> block; // most files are smaller; a larger block would touch more stack pages
     for (;;) {
         const ssize_t received = readSome(file.get(), block.data(), block.size());
         if (received == 0)

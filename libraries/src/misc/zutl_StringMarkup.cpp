@@ -22,12 +22,11 @@ struct Entity {
 constexpr Entity entities[] = {
     {'&', "&amp;"}, {'<', "&lt;"}, {'>', "&gt;"}, {'\'', "&apos;"}, {'"', "&quot;"}};
 
-// What each byte becomes: itself, or an entity. Eight bytes are copied of an entity whatever its length: that
-// is one move.
+// Maps each byte to itself or to an entity. Always copies eight bytes of an entity, which is a single move.
 struct Escapes {
     static constexpr size_t most = 8;
 
-    // Writes up to `most` bytes, of which those before the returned end count.
+    // Writes up to `most` bytes. Those before the returned end are valid.
     char* put(char* to, char byte) const {
         const unsigned char number = numberOf[static_cast<unsigned char>(byte)];
         if (number == plain) {
@@ -89,15 +88,15 @@ char* encodePiece(char* to, const char* limit, const char*& next, const char* en
     return to;
 }
 
-// An open tag that is not self-closing, and the ">" of the close tag that balances it.
+// An open tag that is not self-closing, and the ">" of its matching close tag.
 struct Element {
     unsigned int open;
     unsigned int closeEnd;
 };
 constexpr unsigned int neverClosed = 0xFFFFFFFF;
 
-// The elements of the name in the order of their open tags. One walk with a stack gives for each of them what
-// findCloseTag would.
+// Returns the elements called `name` in the order of their open tags. One pass with a stack finds the same
+// close tag for each as findCloseTag() would.
 std::vector<Element> findElements(const String& text, const String& name) {
     const String closeTag("</" + name + ">");
     std::vector<Element> elements;
@@ -126,11 +125,11 @@ std::vector<Element> findElements(const String& text, const String& name) {
 } // namespace
 
 String String::encodeHtml(const String& text) {
-    // One pass gives what replacing one character after the other would: no entity is made of another's
-    // bytes.
+    // One pass gives the same result as replacing the characters one after the other, because no entity
+    // contains a character that is replaced later.
     String result;
     result.reserve(text.size() + text.size() / 8);
-    std::array<char, 4096> piece; // stays in the first cache
+    std::array<char, 4096> piece; // fits in the L1 cache
     const char* from = text.data();
     const char* const end = from + text.size();
     while (from < end) {
@@ -141,8 +140,8 @@ String String::encodeHtml(const String& text) {
 }
 
 String String::decodeHtml(const String& text) {
-    // One pass gives what replacing "&amp;" after all others would: a decoded character begins no entity but
-    // "&", and what stands behind that is not looked at again.
+    // One pass gives the same result as replacing "&amp;" last: of the decoded characters only "&" can begin
+    // an entity, and the pass does not return to it.
     String result;
     result.reserve(text.size());
     std::string_view rest(text);
@@ -189,7 +188,7 @@ bool findOpenTag(const String& text, unsigned int start, const String& name, uns
             selfClosing = text[end - 1] == '/';
             complete = true;
             break;
-        default: // the pattern is only the beginning of a longer name
+        default: // the name continues: another element
             break;
         }
         if (complete) {
@@ -207,7 +206,7 @@ bool findCloseTag(const String& text, unsigned int start, const String& name, un
     unsigned int tagStart;
     unsigned int tagEnd;
     bool selfClosing;
-    // The next open tag is kept until a close tag behind it is met, so that no stretch is walked twice.
+    // The next open tag is remembered until a close tag after it is found, so that nothing is scanned twice.
     bool hasOpen = findOpenTag(text, start, name, tagStart, tagEnd, selfClosing);
     for (size_t close = text.find(closeTag, start); close != text.npos;
          close = text.find(closeTag, close + closeTag.size())) {
@@ -226,8 +225,7 @@ bool findCloseTag(const String& text, unsigned int start, const String& name, un
 
 String String::replaceElement(const String& name, const String& replacement) const {
     to32Bits(size()); // positions are counted in 32 bits
-    // In a name with a "<" tags could overlap, and where an element ends would hang on where the search
-    // began.
+    // With a "<" in the name, tags can overlap, and the end of an element depends on where the search began.
     const bool tagsMayOverlap = name.find('<') != npos;
     const std::vector<Element> elements = tagsMayOverlap ? std::vector<Element>() : findElements(*this, name);
     auto element = elements.begin();

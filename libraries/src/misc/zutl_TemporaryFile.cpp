@@ -17,7 +17,8 @@ constexpr std::string_view digits = "0123456789abcdef";
 constexpr size_t digitCount = 16;
 constexpr int mostAttempts = 100;
 
-// Differs from call to call. Two processes may get the same number; then only one can create the file.
+// Returns a number that is unlikely to repeat. If two processes get the same one, only one can create the
+// file.
 std::uint64_t uniqueNumber() {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
@@ -46,7 +47,7 @@ bool lock(int descriptor) {
 }
 
 void removeIfLeft(int directory, const char* entry) {
-    // For writing, because some file systems allow an exclusive lock for that alone.
+    // Opened for writing, because some file systems (NFS) require that for an exclusive lock.
     const File file(directory, entry, O_WRONLY | O_NOFOLLOW | O_NONBLOCK);
     if (!file.isOpen() || !lock(file.get()))
         return;
@@ -89,7 +90,7 @@ bool TemporaryFile::create(mode_t mode) {
     if (descriptor < 0)
         return false;
     isNamed = true;
-    // A file system without locks has other errors. Nobody can lock a file there, so nobody clears this one.
+    // Any other error means that the file system has no locks. Then no process can clear this file either.
     if (!lock(descriptor) && errno == EWOULDBLOCK) {
         errno = EEXIST;
         return false;

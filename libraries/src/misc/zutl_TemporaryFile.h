@@ -29,8 +29,8 @@ public:
     // Renames the file over `target` in the same directory. Returns false, with errno set, on an error.
     [[nodiscard]] bool renameTo(const char* target);
 
-    // As renameTo, but fails with EEXIST if the target exists, and with EINVAL or ENOSYS if that cannot be
-    // told.
+    // As renameTo, but fails with EEXIST if the target exists, and with EINVAL or ENOSYS if the system cannot
+    // check that atomically.
     [[nodiscard]] bool renameToNew(const char* target);
 
     // Exchanges the names of the file and of `target`, which must exist; the destructor then removes what had

@@ -14,13 +14,13 @@ namespace {
 
 constexpr int mostLinks = 40; // as many as the kernel follows
 
-// Leads to the open file itself, whatever happens to its name meanwhile.
+// Path of the open file itself, even if its name changes.
 String pathOf(const File& file) {
     return "/proc/self/fd/" + String::fromInteger(file.get());
 }
 
 // Replaces the path of a symbolic link by the path that it contains. Returns false, with errno set, if the
-// link is not to be followed.
+// link must not be followed.
 bool follow(const File& link, uid_t owner, String& path) {
     if (owner != 0 && owner != geteuid()) {
         errno = EACCES;
@@ -48,7 +48,7 @@ int overwrite(const File& target, bool isRegular, const String& text) {
         return 0;
     const int error = errno;
     if (hasOld)
-        old.toFile(path.c_str()); // truncating the file has made room for it
+        old.toFile(path.c_str()); // fits, because the file has just been truncated
     return error;
 }
 
@@ -56,7 +56,7 @@ int createAndWrite(int directory, const char* name, const String& text) {
     const File created(directory, name, O_WRONLY | O_CREAT | O_EXCL);
     if (!created.isOpen())
         return errno;
-    // The new name is in a directory that need not be readable, so the whole file system is flushed.
+    // The directory of the new name may not be readable, so the whole file system is flushed.
     if (text.toFile(pathOf(created).c_str()) && flushToDisk(created.get()) && syncfs(created.get()) == 0)
         return 0;
     const int error = errno;
@@ -69,8 +69,7 @@ int createAndWrite(int directory, const char* name, const String& text) {
 int writeInPlace(int directory, const char* name, const String& text) {
     String path(name);
     for (int links = 0; links <= mostLinks; ++links) {
-        // Refers to the file without opening it and without following a link: what is checked is what is
-        // written.
+        // O_PATH and O_NOFOLLOW pin the file, so that the file checked is the file written.
         const File target(directory, path.c_str(), O_PATH | O_NOFOLLOW);
         if (!target.isOpen())
             return errno == ENOENT ? createAndWrite(directory, path.c_str(), text) : errno;

@@ -1,6 +1,6 @@
 #pragma once
-// Writing a file in place, where a temporary file cannot do the job. Not atomic: a kill or a power cut can
-// leave a part of the text.
+// Writes a file in place, as the fallback where a temporary file is impossible. Not atomic: a kill or a power
+// cut can leave a partial text.
 
 #include "zutl_String.h"
 
