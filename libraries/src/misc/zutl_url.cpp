@@ -40,6 +40,21 @@ char escapedByte(const char* digits) {
     return static_cast<char>(second == none ? first : first * 16 + second);
 }
 
+// Decodes [from, end) byte by byte and returns the end of the decoded bytes. `to` may be `from`.
+char* decodeShort(const char* from, const char* end, char* to, bool plusAsSpace) {
+    const char plus = plusAsSpace ? ' ' : '+';
+    while (from < end) {
+        if (*from == '%' && end - from > 2) {
+            *to++ = escapedByte(from + 1);
+            from += 3;
+        } else {
+            *to++ = *from == '+' ? plus : *from;
+            ++from;
+        }
+    }
+    return to;
+}
+
 // Decodes [from, end) and returns the end of the decoded bytes. A whole word is stored before it is known how
 // much of it is plain. Requires room at `to` for as many bytes.
 template <bool plusAsSpace>
@@ -63,16 +78,7 @@ char* decodeBytes(const char* from, const char* end, char* to) {
         *to++ = escapedByte(from + 1);
         from += 3;
     }
-    while (from < end) {
-        if (*from == '%' && end - from > 2) {
-            *to++ = escapedByte(from + 1);
-            from += 3;
-        } else {
-            *to++ = plusAsSpace && *from == '+' ? ' ' : *from;
-            ++from;
-        }
-    }
-    return to;
+    return decodeShort(from, end, to, plusAsSpace);
 }
 
 String decoded(std::string_view text, bool plusAsSpace) {
@@ -110,10 +116,10 @@ String url::decode(const String& text, bool plusAsSpace) {
 }
 
 void url::decodeInPlace(String& text, bool plusAsSpace) {
-    // Most texts are their own decoded form.
-    const bool isPlain = text.find('%') == text.npos && !(plusAsSpace && text.find('+') != text.npos);
-    if (!isPlain)
-        text = decoded(text, plusAsSpace);
+    const size_t plain = plusAsSpace ? 0 : std::min(text.find('%'), text.size());
+    char* const changed = text.data() + plain;
+    const char* const end = decodeShort(changed, text.data() + text.size(), changed, plusAsSpace);
+    text.resize(static_cast<size_t>(end - text.data()));
 }
 
 String url::encode(const String& text, const char* reserved) {

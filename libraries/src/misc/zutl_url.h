@@ -61,7 +61,7 @@ public:
     // every "+" of the text becomes a space.
     static String decode(const String& text, bool plusAsSpace);
 
-    // Replaces the text with its decoded form. Costs nothing if the text has no escapes.
+    // Replaces the text with its decoded form. Allocates nothing.
     static void decodeInPlace(String& text, bool plusAsSpace);
 
     // Returns the text with each "%" and each byte in `reserved` replaced by "%" and two upper-case
