@@ -3,6 +3,7 @@
 // over texts on every kind of machine. Internal.
 
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <limits>
 
@@ -20,7 +21,9 @@ public:
 
     // Replaces each `from` by `to`.
     void replace(char from, char to) {
-        bytes ^= (equal({from}) >> 7) * static_cast<unsigned char>(from ^ to);
+        const size_t rest = bytes ^ ones * static_cast<unsigned char>(from);
+        const size_t different = ((rest & low) + low) | rest | low; // no byte's sum carries into the next
+        bytes ^= (~different >> 7) * static_cast<unsigned char>(from ^ to);
     }
 
     // A byte to find; bits that are set in `ignored` may differ.
@@ -32,28 +35,28 @@ public:
     // Returns the position of the first byte that matches one of the patterns, or `size`.
     template <typename... Patterns>
     size_t find(Patterns... wanted) const {
-        const size_t found = (equal(wanted) | ...);
-        return found == 0 ? size : first(found);
+        const size_t inOrder = firstByteLowest();
+        const size_t found = (matches(inOrder, wanted) | ...);
+        return found == 0 ? size : static_cast<size_t>(__builtin_ctzll(found)) / 8;
     }
 
 private:
     static constexpr size_t ones = std::numeric_limits<size_t>::max() / 255; // 1 in every byte
     static constexpr size_t low = ones * 0x7F; // every bit but the highest of each byte
 
-    // Returns 0x80 in every byte that matches, else 0. No byte's sum carries into the next.
-    size_t equal(Pattern wanted) const {
-        const size_t difference =
-            (bytes ^ ones * static_cast<unsigned char>(wanted.byte)) & ~(ones * wanted.ignored);
-        return ~(((difference & low) + low) | difference | low);
+    // Returns 0x80 in the lowest byte that matches. Bytes above that one may differ from the pattern.
+    static size_t matches(size_t text, Pattern wanted) {
+        const size_t rest =
+            (text ^ ones * static_cast<unsigned char>(wanted.byte)) & ~(ones * wanted.ignored);
+        return (rest - ones) & ~rest & ~low;
     }
 
-    // Returns the position of the first byte in memory that is not 0.
-    static size_t first(size_t found) {
-        const unsigned long long bits = found;
+    // Returns the bytes with the first one in memory in the lowest bits.
+    size_t firstByteLowest() const {
 #if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
-        return static_cast<size_t>(__builtin_ctzll(bits)) / 8;
+        return bytes;
 #else
-        return static_cast<size_t>(__builtin_clzll(bits)) / 8 - (sizeof bits - size);
+        return size == 8 ? __builtin_bswap64(bytes) : __builtin_bswap32(static_cast<std::uint32_t>(bytes));
 #endif
     }
 
