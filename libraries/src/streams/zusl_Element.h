@@ -5,6 +5,7 @@
 #include "zutl_Integer.h"
 #include "zutl_String.h"
 
+#include <cstdint>
 #include <type_traits>
 
 namespace zusl::detail {
@@ -22,8 +23,11 @@ struct Element {
     static unsigned int typeId() { return asSerializable(T()).getTypeId(); }
     static std::string typeName() { return asSerializable(T()).getTypeName(); }
 
-    static unsigned int getBinLength(const T& element) {
-        if constexpr (isOwnValue<T>)
+    // Returns the length of the encoding, for a text even one beyond 32 bits: callers check the sum.
+    static std::uint64_t getBinLength(const T& element) {
+        if constexpr (std::is_same_v<T, zutl::String>)
+            return std::uint64_t{element.size()} + T().getBinLength();
+        else if constexpr (isOwnValue<T>)
             return element.T::getBinLength();
         else
             return asSerializable(element).getBinLength();

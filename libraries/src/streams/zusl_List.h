@@ -60,7 +60,7 @@ template <typename T>
 std::uint64_t encodedLength(const std::list<T>& list) {
     std::uint64_t length = streamContentOffset + 2 * (recordHeaderSize + zutl::Integer().getBinLength());
     for (const T& element : list)
-        length += std::uint64_t{recordHeaderSize} + Element<T>::getBinLength(element);
+        length += recordHeaderSize + Element<T>::getBinLength(element);
     return length;
 }
 

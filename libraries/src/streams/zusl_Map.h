@@ -156,8 +156,7 @@ template <typename K, typename V>
 unsigned int Map<K, V>::getBinLength() const {
     std::uint64_t length = zutl::Integer().getBinLength();
     for (const auto& [key, value] : *this)
-        length +=
-            std::uint64_t{detail::Element<K>::getBinLength(key)} + detail::Element<V>::getBinLength(value);
+        length += detail::Element<K>::getBinLength(key) + detail::Element<V>::getBinLength(value);
     return zutl::to32Bits(length);
 }
 
