@@ -88,10 +88,15 @@ zutl::String rewriteWithOurs(const zutl::String& text) {
 // As the program's form decoder, but with the library's public operations alone.
 void decodeFormWithOperations(const zutl::String& form, Settings& settings) {
     settings.clear();
-    for (const zutl::String& field : form.tokenize("&", "")) {
+    std::vector<zutl::String> fields = form.tokenize("&", "");
+    for (zutl::String& field : fields) {
         const size_t equals = field.find('=');
-        settings.insert(zutl::url::decode(zutl::String(field.substr(0, equals)).toLower(), false),
-                        zutl::url::decode(field.substr(equals + 1), false));
+        zutl::String value(field.substr(equals + 1));
+        field.resize(std::min(equals, field.size())); // leaves the name
+        zu_strlwr(field.data());
+        zutl::url::decodeInPlace(field, false);
+        zutl::url::decodeInPlace(value, false);
+        settings.insert(std::move(field), std::move(value));
     }
 }
 
