@@ -1,15 +1,38 @@
 # shellcheck shell=bash
 # Shared by the scripts in this folder; source it, do not run it.
 
-# The folder of the repository that the calling script stands in.
+# The folder of the repository that the calling script is in.
 # shellcheck disable=SC2034 # for the scripts that source this
 repository=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
-# need_packages NAME...: makes sure that the Debian packages are installed. Installs what is missing when that is
-# allowed (root, or sudo without a password); otherwise says exactly what to install and ends the script.
+# The Debian packages by purpose.
+declare -A packages_for=(
+    [build]='g++ cmake make'
+    [tests]='libgtest-dev libpugixml-dev'
+    [compilers]='clang locales'                              # for the tests of the interface and of locales
+    [programs]='psmisc python3 curl strace util-linux'       # to run the program from outside
+    [servers]='lighttpd nginx-light fcgiwrap apache2-bin busybox mini-httpd systemd'
+    [browser]='chromium chromium-driver python3-selenium'
+    [packaging]='pkg-config dpkg-dev fakeroot file lintian'
+    [lint]='git clang clang-format clang-tidy cppcheck shellcheck flake8 python3-autopep8'
+    [fuzz]='clang libclang-rt-14-dev'
+    [coverage]='clang-19 llvm-19 libclang-rt-19-dev'
+    [cross]='cmake make googletest qemu-user python3 psmisc strace'
+    [board]='cmake make g++-arm-linux-gnueabihf qemu-system-arm kmod python3'
+    [machines]='gcc libc6-dev qemu-system-x86 kmod e2fsprogs f2fs-tools python3'
+)
+
+# need_packages NAME|@PURPOSE...: installs those of these Debian packages that are missing. Without root and without sudo
+# it prints what to install and ends the script.
 need_packages() {
-    local package missing=() as_root=()
-    for package in "$@"; do
+    local name package names=() missing=() as_root=()
+    for name in "$@"; do
+        case $name in
+            @*) read -ra package <<<"${packages_for[${name#@}]}" && names+=("${package[@]}") ;;
+            *) names+=("$name") ;;
+        esac
+    done
+    for package in "${names[@]}"; do
         dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q '^install ok installed$' || missing+=("$package")
     done
     [ ${#missing[@]} -eq 0 ] && return 0
@@ -35,6 +58,15 @@ need_packages() {
         apt-get -qq update
         apt-get -qq -y -o DPkg::Lock::Timeout=300 install --no-install-recommends "$@" >/dev/null
 INSTALL
+}
+
+# use_build TARGET...: unless `build` names a build folder, builds these targets of the release preset and sets `build`.
+use_build() {
+    [ -z "${build-}" ] || return 0
+    need_packages @build @tests
+    build=$repository/build/release
+    cmake --preset release >/dev/null
+    cmake --build "$build" --target "$@" --parallel "$(nproc)" >/dev/null
 }
 
 # need_axe: makes sure that build/axe holds axe-core, which finds what shuts people out of a page.

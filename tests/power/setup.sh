@@ -4,7 +4,7 @@
 source "$(dirname "${BASH_SOURCE[0]}")/../../scripts/common.sh"
 
 run_with_machines() { # run_with_machines SCRIPT ARGUMENT...
-    local script=$1 build='' options=() packages=(python3 gcc libc6-dev kmod qemu-system-x86 e2fsprogs f2fs-tools)
+    local script=$1 build='' options=()
     shift
     while [ $# -gt 0 ]; do
         case $1 in
@@ -14,14 +14,8 @@ run_with_machines() { # run_with_machines SCRIPT ARGUMENT...
         shift
     done
     cd "$repository"
-    [ -n "$build" ] || packages+=(g++ cmake make libgtest-dev)
-    need_packages "${packages[@]}"
-    if [ -z "$build" ]; then
-        build=build/release
-        cmake --preset release >/dev/null
-        cmake --build "$build" --parallel "$(nproc)" \
-            --target saveSettings noSyncProgram noDirectorySyncProgram >/dev/null
-    fi
+    need_packages @machines
+    use_build saveSettings noSyncProgram noDirectorySyncProgram
     local work=$repository/build/power
     mkdir -p "$work"
     gcc -static -O2 -Wall -Wextra -Werror -o "$work/guest" tests/power/guest.c tests/power/form.c tests/power/small.c
