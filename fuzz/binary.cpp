@@ -1,32 +1,33 @@
-// Fuzzes the readers of binary forms.
+// Fuzzes the readers of serialized objects.
 
 #include "fuzzing.h"
 #include "zusl_List.h"
 #include "zusl_Map.h"
 
-// What is accepted is written back to the same bytes from `sameFrom` on, or to a form that reads back equal.
+// What is accepted is written back to the same bytes from `sameFrom` on, or to bytes that read back equal.
 template <typename T, size_t sameFrom = Text::npos>
 static void check(const Text& bytes) {
     T object, again;
     unsigned int taken = 0;
-    const Text refusal = thrown([&] { taken = readForm(object, bytes); });
-    const Text form = binaryForm(object);
+    const Text refusal = thrown([&] { taken = fromBytes(object, bytes); });
+    const Text encoded = toBytes(object);
     if (!refusal.empty())
         return require(refusal == fromBinFailed || refusal.find("memory is not valid.") != Text::npos);
     require(taken <= bytes.size());
     if (sameFrom != Text::npos)
-        require(form.substr(sameFrom) == bytes.substr(sameFrom, taken - sameFrom));
-    // What stands behind a form is not looked at, and no beginning of a form is one.
+        require(encoded.substr(sameFrom) == bytes.substr(sameFrom, taken - sameFrom));
+    // What follows an object is not looked at, and no beginning of an object is one.
     for (const Text& behind : {Text(), bytes})
-        require(readForm(again, form + behind) == form.size() && binaryForm(again) == form);
-    require(thrown([&] { readForm(again, form.substr(0, bytes.size() % form.size())); }) == fromBinFailed);
+        require(fromBytes(again, encoded + behind) == encoded.size() && toBytes(again) == encoded);
+    require(thrown([&] { fromBytes(again, encoded.substr(0, bytes.size() % encoded.size())); }) ==
+            fromBinFailed);
 }
 
 // Content that may not be whole records is never read beyond its end.
 static void readRaw(const Text& bytes) {
     zusl::MemIOStream stream;
     zutl::String text;
-    const bool isWhole = thrown([&] { readForm(stream, binaryForm(zutl::String(bytes))); }).empty();
+    const bool isWhole = thrown([&] { fromBytes(stream, toBytes(zutl::String(bytes))); }).empty();
     do {
         thrown([&] { stream.peek(3, &text, nullptr, &text); });
         thrown([&] { stream.checkTypes(3, nullptr, &text, nullptr); });

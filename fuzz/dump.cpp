@@ -1,4 +1,4 @@
-// Fuzzes zudump on any bytes: its walk, as printed, beside the library's readers.
+// Fuzzes zudump on any bytes: compares its walk with the library's readers.
 
 #include "fuzzing.h"
 #include "walk.h"
@@ -17,12 +17,13 @@ static bool isWhole(const Text& bytes, const Layout& layout) {
     return whole;
 }
 
-// A form that is whole is what the type's reader takes. (It does not look into elements that hold others.)
+// The walk finds an object whole if and only if the type's reader accepts it. (The reader does not look into
+// elements that hold others.)
 template <typename T, bool looksInside = true>
 static void check(const Text& bytes) {
     T object;
     unsigned int taken = 0;
-    const bool isTaken = thrown([&] { taken = readForm(object, bytes); }).empty() && taken > 0;
+    const bool isTaken = thrown([&] { taken = fromBytes(object, bytes); }).empty() && taken > 0;
     const bool whole = isWhole(bytes, {Layout::bareObject, object.getTypeId()});
     require(looksInside ? whole == isTaken : isTaken || !whole);
 }

@@ -33,10 +33,10 @@ static std::unique_ptr<Serializable> anyObject(FuzzedDataProvider& input) {
 }
 
 static void write(Subject& subject, const Serializable& object) {
-    const Text form = binaryForm(object);
-    subject.records.push_back(binaryForm(zutl::Integer(static_cast<int>(object.getTypeId()))) +
-                              binaryForm(zutl::String(form)).substr(0, 4) + form);
-    require(subject.stream.write(object) == form.size() + 8);
+    const Text encoded = toBytes(object);
+    subject.records.push_back(toBytes(zutl::Integer(static_cast<int>(object.getTypeId()))) +
+                              toBytes(zutl::String(encoded)).substr(0, 4) + encoded);
+    require(subject.stream.write(object) == encoded.size() + 8);
 }
 
 // Without an object: skips. The texts of the errors are for the tests.
@@ -52,7 +52,7 @@ static void read(Subject& subject, Serializable* object, bool consumes) {
     require(thrown(readOne).empty() == isRead);
     if (!isRead)
         return;
-    require(size == records[0].size() && (object == nullptr || binaryForm(*object) == records[0].substr(8)));
+    require(size == records[0].size() && (object == nullptr || toBytes(*object) == records[0].substr(8)));
     if (consumes || object == nullptr)
         records.pop_front();
 }
@@ -70,14 +70,14 @@ static void arrange(Subject& subject, const Subject& other, unsigned int operati
     if (operation == 5)
         stream = other.stream;
     else
-        readForm(stream, binaryForm(other.stream));
+        fromBytes(stream, toBytes(other.stream));
     records = other.records;
 }
 
 static void check(const Subject& subject) {
     const auto& [stream, records] = subject;
     const Text content = subject.content();
-    require(binaryForm(MemIOStream(stream)) == binaryForm(stream) && binaryForm(stream).substr(4) == content);
+    require(toBytes(MemIOStream(stream)) == toBytes(stream) && toBytes(stream).substr(4) == content);
     require(stream.count() == records.size() && stream.size() == content.size() && stream.validate());
     require(stream.getNextType() == (content.empty() ? zusl::EndOfFile::typeId : typeOf(content)));
     require(stream.isEmpty() == content.empty() && stream.capacity() >= content.size());

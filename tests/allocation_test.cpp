@@ -28,7 +28,7 @@ int injected = 0; // failures, of all operations until now
 template <typename T, typename Action>
 void failEach(const char* name, const T& before, unsigned allowed, Action action) {
     SCOPED_TRACE(name);
-    const std::string state = binaryForm(before);
+    const std::string state = toBytes(before);
     bool failed = true;
     for (long number = 1; failed; ++number) {
         SCOPED_TRACE(number);
@@ -47,9 +47,9 @@ void failEach(const char* name, const T& before, unsigned allowed, Action action
             injected += failed;
             allocations::untilFailure = 0;
             EXPECT_TRUE(failed ? !succeeded && (outcome & allowed) != 0 : succeeded) << outcome;
-            EXPECT_TRUE(!failed || (allowed & usable) != 0 || binaryForm(object) == state) << "changed";
+            EXPECT_TRUE(!failed || (allowed & usable) != 0 || toBytes(object) == state) << "changed";
             object = before;
-            EXPECT_EQ(binaryForm(object), state);
+            EXPECT_EQ(toBytes(object), state);
         }
         EXPECT_EQ(allocations::live, live) << "a leak";
         EXPECT_TRUE(failed || number > 1) << "allocates nothing";
@@ -84,7 +84,7 @@ TEST(Allocation, TextsAndUrls) {
     each("entities", [](String& s) { return !String::decodeHtml(String::encodeHtml(s)).empty(); });
     each("elements", [](String& s) { return !s.replaceElement(s.extract("<", ">"), text).empty(); });
     each("toXML", [](String& s) { return !s.toXML().empty(); });
-    each("fromBin", [](String& s) { return readForm(s, binaryForm(String(text + text))) > 0; });
+    each("fromBin", [](String& s) { return fromBytes(s, toBytes(String(text + text))) > 0; });
     each("array", [](String& s) { return *zutl::SmartArray<char>(s) == ' '; });
     each("adopt", [](String&) { return *zutl::SmartArray<char>(new char[2]{'a', 'b'}, 2) == 'a'; });
     failEach("fromFile", String(), badAlloc | usable, [&](String& s) { return s.fromFile(file.path()); });
@@ -103,15 +103,15 @@ TEST(Allocation, TextsAndUrls) {
 TEST(Allocation, Containers) {
     const TemporaryFile copy, file, stored;
     ASSERT_TRUE(settings.toFile(file.path()) && texts.toFile(stored.path()));
-    const std::string form = binaryForm(settings), listForm = binaryForm(texts);
+    const std::string bytes = toBytes(settings), listBytes = toBytes(texts);
     failEach("insert", settings, badAlloc, [](Settings& m) { return m.insert(text + "2", text).second; });
     failEach("toXML", settings, badAlloc, [](Settings& m) { return !m.toXML().empty(); });
-    failEach("fromBin", settings, badAlloc | usable, [&](Settings& m) { return readForm(m, form) > 0; });
+    failEach("fromBin", settings, badAlloc | usable, [&](Settings& m) { return fromBytes(m, bytes) > 0; });
     failEach("toFile", settings, badAlloc, [&](Settings& m) { return m.toFile(copy.path()); });
     failEach("fromFile", settings, gaveFalse | usable, [&](Settings& m) { return m.fromFile(file.path()); });
     constexpr unsigned readFails = badAlloc | exception | usable, writeFails = badAlloc | gaveFalse;
     failEach("list toXML", texts, badAlloc, [](Texts& l) { return !l.toXML().empty(); });
-    failEach("list fromBin", texts, readFails, [&](Texts& l) { return readForm(l, listForm) > 0; });
+    failEach("list fromBin", texts, readFails, [&](Texts& l) { return fromBytes(l, listBytes) > 0; });
     failEach("toFile", texts, writeFails, [&](Texts& l) { return l.toFile(copy.path()); });
     failEach("fromFile", texts, gaveFalse | usable, [&](Texts& l) { return l.fromFile(stored.path()); });
     failEach("serialize", texts, writeFails,
@@ -125,7 +125,7 @@ TEST(Allocation, Streams) {
     twice << texts << settings;
     const TemporaryFile file;
     ASSERT_TRUE(twice.save(file.path()));
-    const std::string form = binaryForm(twice);
+    const std::string bytes = toBytes(twice);
     const unsigned char* data;
     unsigned int size;
     twice.getBuffer(data, size);
@@ -138,7 +138,7 @@ TEST(Allocation, Streams) {
     each("construct", [&](MemIOStream&) { return !MemIOStream(data, size).isEmpty(); });
     each("assign", [&](MemIOStream& s) { return s = MemIOStream(twice), s.size() == size; });
     each("setBuffer", [&](MemIOStream& s) { return s.setBuffer(data, size), s.size() == size; });
-    each("fromBin", [&](MemIOStream& s) { return readForm(s, form) == form.size(); });
+    each("fromBin", [&](MemIOStream& s) { return fromBytes(s, bytes) == bytes.size(); });
     each("load", [&](MemIOStream& s) { return s.load(file.path()); });
     const auto read = [](MemIOStream& s) { return s.read(*std::make_unique<String>()) > 0; };
     failEach("read", stream, badAlloc | exception, read);

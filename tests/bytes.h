@@ -28,8 +28,8 @@ inline std::string unhex(const std::string& text) {
     return bytes;
 }
 
-// The binary form, written into exactly the bytes that were announced, so that a sanitizer sees one too many.
-inline std::string binaryForm(const zusl::Serializable& object) {
+// The object as bytes, written into exactly the announced length, so a sanitizer sees one too many.
+inline std::string toBytes(const zusl::Serializable& object) {
     std::vector<unsigned char> buffer(object.getBinLength());
     const unsigned int written = object.toBin(buffer.data());
     return written == buffer.size() ? std::string(buffer.begin(), buffer.end())
@@ -37,7 +37,7 @@ inline std::string binaryForm(const zusl::Serializable& object) {
 }
 
 // Reads from bytes that end where memory ends, so that reading one more ends the test.
-inline unsigned int readForm(zusl::Serializable& object, const std::string& bytes) {
+inline unsigned int fromBytes(zusl::Serializable& object, const std::string& bytes) {
     static unsigned char* const end = [] {
         constexpr size_t most = 1 << 20;
         void* const block = mmap(nullptr, 2 * most, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);

@@ -95,15 +95,15 @@ TEST(Length, OfAStreamEndsAt32Bits) {
 #endif
 
 TEST(Argument, MayBePartOfTheObject) {
-    const std::string listForm = binaryForm(Texts{"a", "b"}), mapForm = binaryForm(Settings{{"a", "1"}});
-    Texts list{listForm, "x"};
-    EXPECT_EQ(list.fromBin(bytesOf(list.front()), static_cast<unsigned>(listForm.size())), listForm.size());
+    const std::string listBytes = toBytes(Texts{"a", "b"}), mapBytes = toBytes(Settings{{"a", "1"}});
+    Texts list{listBytes, "x"};
+    EXPECT_EQ(list.fromBin(bytesOf(list.front()), static_cast<unsigned>(listBytes.size())), listBytes.size());
     EXPECT_EQ(list, (Texts{"a", "b"}));
-    zusl::List<OtherText> others{listForm};
-    others.fromBin(bytesOf(others.front()), static_cast<unsigned>(listForm.size()));
+    zusl::List<OtherText> others{listBytes};
+    others.fromBin(bytesOf(others.front()), static_cast<unsigned>(listBytes.size()));
     EXPECT_EQ(others.size(), 2U);
-    Settings map{{"x", mapForm}};
-    EXPECT_EQ(map.fromBin(bytesOf(map["x"]), static_cast<unsigned>(mapForm.size())), mapForm.size());
+    Settings map{{"x", mapBytes}};
+    EXPECT_EQ(map.fromBin(bytesOf(map["x"]), static_cast<unsigned>(mapBytes.size())), mapBytes.size());
     EXPECT_EQ(map, (Settings{{"a", "1"}}));
 
     std::vector<String> tokens{"the first token of the text,the second one"};

@@ -50,7 +50,7 @@ void operator delete(void* memory, std::size_t /*size*/) noexcept {
     operator delete(memory);
 }
 
-// The array forms of the C++ library come here by themselves, those of a sanitizer do not.
+// The array forms of the C++ library call these by themselves, those of a sanitizer do not.
 void* operator new[](std::size_t size) {
     return operator new(size);
 }

@@ -17,22 +17,22 @@ struct Fragile : Unreliable {
     explicit Fragile(Failure mode = none) { failure = mode; }
 };
 
-// The binary form of a list with these two numbers in front and these elements.
-std::string form(int type, int count, const std::vector<const char*>& elements) {
+// The bytes of a list with these two numbers in front and these elements.
+std::string encoded(int type, int count, const std::vector<const char*>& elements) {
     MemIOStream stream;
     stream << Integer(type) << Integer(count);
     for (const char* const element : elements)
         stream << String(element);
-    return binaryForm(stream);
+    return toBytes(stream);
 }
 
 } // namespace
 
 TEST(List, ReadsBackWhatItWrote) {
     for (const Texts& list : {Texts{}, Texts{"ab"}, Texts{"ab", "", "ab", std::string(5000, 'x')}}) {
-        const std::string bytes = binaryForm(list);
+        const std::string bytes = toBytes(list);
         Texts read{"before"};
-        EXPECT_EQ(readForm(read, bytes + "behind"), bytes.size());
+        EXPECT_EQ(fromBytes(read, bytes + "behind"), bytes.size());
         EXPECT_EQ(read, list);
         const TemporaryFile file;
         EXPECT_TRUE(list.toFile(file.path()));
@@ -42,45 +42,45 @@ TEST(List, ReadsBackWhatItWrote) {
 }
 
 TEST(List, ChecksWhatItReads) {
-    std::string badCount = form(501, 1, {"a"}), badElement = badCount;
+    std::string badCount = encoded(501, 1, {"a"}), badElement = badCount;
     badCount[16] = '\xF5'; // the record's type
     badElement[28] = '\xF8';
     const std::tuple<std::string, unsigned, const char*, Texts> cases[] = {
-        {form(501, 3, {"a", "b"}), 0, fromBinFailed, {"a", "b"}},
-        {form(501, 1, {"a", "b"}), 56, "", {"a"}},
-        {form(501, 2147483647, {"a"}), 0, fromBinFailed, {"a"}},
-        {form(501, -1, {"a"}), 42, "", {}},
+        {encoded(501, 3, {"a", "b"}), 0, fromBinFailed, {"a", "b"}},
+        {encoded(501, 1, {"a", "b"}), 56, "", {"a"}},
+        {encoded(501, 2147483647, {"a"}), 0, fromBinFailed, {"a"}},
+        {encoded(501, -1, {"a"}), 42, "", {}},
         {unhex("FF FF FF FF 01"), 0, fromBinFailed, {"before"}},
         {"", 0, fromBinFailed, {"before"}},
-        {binaryForm(MemIOStream()), 0, fromBinFailed, {}},
-        {form(504, 1, {"a"}), 0, "", {}},
+        {toBytes(MemIOStream()), 0, fromBinFailed, {}},
+        {encoded(504, 1, {"a"}), 0, "", {}},
         {badCount, 0, fromBinFailed, {}},
         {badElement, 0, fromBinFailed, {}}};
     for (const auto& [bytes, taken, error, expected] : cases) {
         Texts list{"before"};
         unsigned int result = 0;
-        EXPECT_EQ(thrown([&, &form = bytes] { result = readForm(list, form); }), error) << hex(bytes);
+        EXPECT_EQ(thrown([&, &data = bytes] { result = fromBytes(list, data); }), error) << hex(bytes);
         EXPECT_EQ(result, taken) << hex(bytes);
         EXPECT_EQ(list, expected) << hex(bytes);
     }
     Texts list{"before"};
-    const std::string notRecords = thrown([&] { readForm(list, unhex("03 00 00 00 01 02 03")); });
+    const std::string notRecords = thrown([&] { fromBytes(list, unhex("03 00 00 00 01 02 03")); });
     EXPECT_NE(notRecords.find("zusl::MemIOStream::setBuffer() - resulting memory is not valid."),
               notRecords.npos);
     EXPECT_EQ(list, Texts{"before"});
     zusl::List<zusl::EndOfFile> markers(1); // which are never read
-    EXPECT_EQ(thrown([&] { readForm(markers, binaryForm(markers)); }), fromBinFailed);
+    EXPECT_EQ(thrown([&] { fromBytes(markers, toBytes(markers)); }), fromBinFailed);
 }
 
 TEST(List, SerializesBehindWhatAStreamHolds) {
     zusl::List<Fragile> list;
     list.emplace_back();
-    EXPECT_EQ(binaryForm(list).size(), 28U + 12U);
+    EXPECT_EQ(toBytes(list).size(), 28U + 12U);
     for (const auto mode : {Unreliable::none, Unreliable::exception, Unreliable::other}) {
         const bool fails = mode != Unreliable::none;
         list.emplace_back(mode);
         EXPECT_EQ(list.getBinLength(), fails ? 0U : 52U);
-        EXPECT_EQ(thrown([&] { binaryForm(list); }), fails ? fromBinFailed : "");
+        EXPECT_EQ(thrown([&] { toBytes(list); }), fails ? fromBinFailed : "");
         MemIOStream stream;
         stream.write(Integer(9));
         EXPECT_EQ(list.serialize(stream), !fails);

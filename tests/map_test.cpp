@@ -21,7 +21,7 @@ TEST(Map, InsertTakesEveryKindOfTextsAndKeepsTheFirstValueOfAKey) {
     EXPECT_EQ(map["a"] + map["b"] + map["bd"] + map["absent"], "5aliteral");
 }
 
-TEST(Map, HasTheStandardFormsOfInsert) {
+TEST(Map, HasTheStandardOverloadsOfInsert) {
     Settings map{{"z", "26"}};
     map.insert({{"b", "2"}, {"a", "1"}});
     map.insert({"c", "3"});

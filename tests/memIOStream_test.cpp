@@ -77,7 +77,7 @@ TEST(MemIOStream, BeginsEmpty) {
         stream->getBuffer(data, length);
         EXPECT_EQ(data, nullptr);
         EXPECT_EQ(length, 0);
-        EXPECT_EQ(hex(binaryForm(*stream)), "00 00 00 00");
+        EXPECT_EQ(hex(toBytes(*stream)), "00 00 00 00");
     }
     EXPECT_EQ(none.capacity(), 0U);
     EXPECT_EQ(some.capacity(), 16U);
@@ -87,7 +87,7 @@ TEST(MemIOStream, LaysDownRecordsAndReadsThemInTheirOrder) {
     MemIOStream stream;
     EXPECT_EQ(stream.write(Integer(7)), 12U);
     EXPECT_EQ(stream.close(), 8U);
-    EXPECT_EQ(hex(binaryForm(stream)), "14 00 00 00 " + seven + " " + ending);
+    EXPECT_EQ(hex(toBytes(stream)), "14 00 00 00 " + seven + " " + ending);
     stream << String("text");
     stream.flush();
     EXPECT_EQ(stream.count(), 3U);
@@ -219,15 +219,15 @@ TEST(MemIOStream, BinaryFormGoesToAnotherStream) {
     MemIOStream stream, other;
     stream << Integer(1) << Integer(7) << String("x");
     stream.skip();
-    const std::string form = binaryForm(stream);
-    EXPECT_EQ(readForm(other, form + "behind"), form.size());
-    for (size_t cut = 0; cut < form.size(); ++cut) {
-        EXPECT_EQ(thrown([&] { readForm(other, form.substr(0, cut)); }), fromBinFailed) << cut;
+    const std::string bytes = toBytes(stream);
+    EXPECT_EQ(fromBytes(other, bytes + "behind"), bytes.size());
+    for (size_t cut = 0; cut < bytes.size(); ++cut) {
+        EXPECT_EQ(thrown([&] { fromBytes(other, bytes.substr(0, cut)); }), fromBinFailed) << cut;
         EXPECT_EQ(content(other), content(stream));
     }
-    EXPECT_EQ(failure([&] { readForm(other, unhex("03 00 00 00 01 02 03")); }),
+    EXPECT_EQ(failure([&] { fromBytes(other, unhex("03 00 00 00 01 02 03")); }),
               "setBuffer() - resulting memory is not valid.");
-    EXPECT_EQ(readForm(other, unhex("00 00 00 00")), 4U);
+    EXPECT_EQ(fromBytes(other, unhex("00 00 00 00")), 4U);
     EXPECT_TRUE(other.isEmpty());
     EXPECT_EQ(other.getTypeId(), 6U);
     EXPECT_EQ(other.getTypeName(), "zusl_MemIOStream");
@@ -275,7 +275,7 @@ TEST(MemIOStream, AnObjectMayUseTheStreamItIsWrittenTo) {
         {[](MemIOStream& s) { EXPECT_EQ(s.getNextType(), 504U); }, ""},
         {[](MemIOStream& s) { s.write(Integer(7)), s.write(s); },
          " " + seven + " 06 00 00 00 10 00 00 00 0C 00 00 00 " + seven},
-        {[](MemIOStream& s) { EXPECT_EQ(hex(binaryForm(s)), "0C 00 00 00 " + seven); }, ""}};
+        {[](MemIOStream& s) { EXPECT_EQ(hex(toBytes(s)), "0C 00 00 00 " + seven); }, ""}};
     for (const auto& [act, more] : cases) {
         MemIOStream stream;
         stream.write(Integer(7));

@@ -1,4 +1,4 @@
-// The serialized forms of string, integer and map, and the object file form.
+// Serialization of strings, integers and maps, and object files.
 
 #include "bytes.h"
 #include "temporaryFile.h"
@@ -19,7 +19,7 @@ using namespace std::string_literals;
 
 namespace {
 
-// A map without an XML form of its own.
+// A map without XML of its own.
 struct NumberMap : zusl::Map<Integer, Integer> {
     String internalTypeName() const override { return "numbers"; }
     unsigned int internalTypeId() const override { return 7; }
@@ -27,7 +27,7 @@ struct NumberMap : zusl::Map<Integer, Integer> {
 
 } // namespace
 
-TEST(Forms, TellTheirTypes) {
+TEST(Serialization, TellTheirTypes) {
     const auto check = [](const zusl::Serializable& object, unsigned id, const char* name) {
         EXPECT_EQ(object.getTypeId(), id);
         EXPECT_EQ(object.getTypeName(), name);
@@ -41,7 +41,7 @@ TEST(Forms, TellTheirTypes) {
     check(zusl::EndOfFile(), 1, "zusl_EndOfFile");
 }
 
-TEST(Forms, AsXml) {
+TEST(Serialization, AsXml) {
     EXPECT_EQ(String("a<b").toXML("value"), "<value>a&lt;b</value>");
     EXPECT_EQ(String().toXML("value"), "<value/>");
     EXPECT_EQ(String("a\0b"s).toXML("v"), "<v>a");
@@ -55,7 +55,7 @@ TEST(Forms, AsXml) {
     EXPECT_EQ(Settings().toXML("R"), start + "</R>\n");
 }
 
-TEST(Forms, MapWithoutXmlRefusesItByItsName) {
+TEST(Serialization, MapWithoutXmlRefusesItByItsName) {
     NumberMap map;
     const auto refusal = [](auto action) { return thrownIn("libraries/src/streams/zusl_Map.h", action); };
     const std::string why = "XML - not defined for this type of map.";
@@ -64,66 +64,66 @@ TEST(Forms, MapWithoutXmlRefusesItByItsName) {
     EXPECT_EQ(refusal([&] { map.fromXML("<R/>"); }), "numbers::from" + why);
     map.insert(1, 2);
     NumberMap copy;
-    EXPECT_EQ(readForm(copy, binaryForm(map)), 12U);
+    EXPECT_EQ(fromBytes(copy, toBytes(map)), 12U);
     EXPECT_EQ(copy[1], 2);
     EXPECT_EQ(map.getTypeId(), 7U);
 }
 
-TEST(Forms, ReadBackFromBinary) {
+TEST(Serialization, ReadBackFromBinary) {
     String text("before");
     for (const std::string& content : {"abc"s, ""s, "\xFF\x01"s, std::string(70000, 'x')}) {
-        EXPECT_EQ(readForm(text, binaryForm(String(content)) + "behind"), content.size() + 5);
+        EXPECT_EQ(fromBytes(text, toBytes(String(content)) + "behind"), content.size() + 5);
         EXPECT_EQ(text, content);
     }
-    for (const std::string& form : {binaryForm(String("a\0b"s)), unhex("FF FF FF FF 61 00")}) {
-        EXPECT_EQ(readForm(text, form), 6U); // the stored length is not asked
+    for (const std::string& encoded : {toBytes(String("a\0b"s)), unhex("FF FF FF FF 61 00")}) {
+        EXPECT_EQ(fromBytes(text, encoded), 6U); // the stored length is not asked
         EXPECT_EQ(text, "a");
     }
 
     Integer number;
     for (const int value : {0, 1, -2, 504, INT32_MAX, INT32_MIN}) {
-        EXPECT_EQ(readForm(number, binaryForm(Integer(value)) + "more"), 4U);
+        EXPECT_EQ(fromBytes(number, toBytes(Integer(value)) + "more"), 4U);
         EXPECT_EQ(number, value);
     }
 
     Settings map{{"before", ""}};
     const Settings full{{"", "empty"}, {"a", ""}, {"b", "2"}, {"\xC3\xA4", std::string(300, 'y')}};
-    EXPECT_EQ(readForm(map, binaryForm(full) + "behind"), full.getBinLength());
+    EXPECT_EQ(fromBytes(map, toBytes(full) + "behind"), full.getBinLength());
     EXPECT_EQ(map, full);
     const std::string a1 = unhex("01 00 00 00 61 00 01 00 00 00 31 00"),
                       a2 = unhex("01 00 00 00 61 00 01 00 00 00 32 00");
-    EXPECT_EQ(readForm(map, unhex("02 00 00 00") + a1 + a2), 28U);
+    EXPECT_EQ(fromBytes(map, unhex("02 00 00 00") + a1 + a2), 28U);
     EXPECT_EQ(map, (Settings{{"a", "1"}}));
-    EXPECT_EQ(readForm(map, unhex("FF FF FF FF") + a1), 4U); // a negative count
+    EXPECT_EQ(fromBytes(map, unhex("FF FF FF FF") + a1), 4U); // a negative count
     EXPECT_TRUE(map.empty());
 }
 
-TEST(Forms, CutShortEndsInTheDocumentedFailure) {
-    const auto check = [](auto object, const std::string& form) {
+TEST(Serialization, CutShortEndsInTheDocumentedFailure) {
+    const auto check = [](auto object, const std::string& encoded) {
         const auto before = object;
-        for (size_t length = 0; length < form.size(); ++length)
-            EXPECT_EQ(thrown([&] { readForm(object, form.substr(0, length)); }), fromBinFailed) << length;
+        for (size_t length = 0; length < encoded.size(); ++length)
+            EXPECT_EQ(thrown([&] { fromBytes(object, encoded.substr(0, length)); }), fromBinFailed) << length;
         EXPECT_EQ(object, before);
     };
-    check(String("before"), binaryForm(String("abc")));
-    check(Integer(42), binaryForm(Integer(7)));
+    check(String("before"), toBytes(String("abc")));
+    check(Integer(42), toBytes(Integer(7)));
 
     const Settings full{{"a", "1"}, {"b", "2"}};
-    const std::string form = binaryForm(full);
-    for (size_t length = 0; length < form.size(); ++length) {
+    const std::string encoded = toBytes(full);
+    for (size_t length = 0; length < encoded.size(); ++length) {
         Settings map{{"before", ""}};
-        EXPECT_EQ(thrown([&] { readForm(map, form.substr(0, length)); }), fromBinFailed) << length;
+        EXPECT_EQ(thrown([&] { fromBytes(map, encoded.substr(0, length)); }), fromBinFailed) << length;
         EXPECT_EQ(map.size(), length < 16 ? 0U : 1U) << length; // the entries read until then stay
     }
     Settings map;
     const std::string lying = unhex("FF FF FF 7F 01 00 00 00 61 00 01 00 00 00 31 00 00 00 00 00");
-    EXPECT_EQ(thrown([&] { readForm(map, lying); }), fromBinFailed);
+    EXPECT_EQ(thrown([&] { fromBytes(map, lying); }), fromBinFailed);
     EXPECT_EQ(map.size(), 1U);
     zusl::StringMap<Unreliable> overreaching; // its values take four bytes wherever they stand
-    EXPECT_EQ(thrown([&] { readForm(overreaching, form.substr(0, 12)); }), fromBinFailed);
+    EXPECT_EQ(thrown([&] { fromBytes(overreaching, encoded.substr(0, 12)); }), fromBinFailed);
 }
 
-TEST(Forms, ObjectFile) {
+TEST(Serialization, ObjectFile) {
     const TemporaryFile file;
     for (const size_t size : {1U, 100000U, 300000U}) { // read in one, two and four pieces
         const Settings full{{"a", "1"}, {"b", std::string(size, 'x')}};
@@ -177,7 +177,7 @@ TEST(Forms, ObjectFile) {
     }
 }
 
-TEST(Forms, ObjectFileOfAFailingClass) {
+TEST(Serialization, ObjectFileOfAFailingClass) {
     const TemporaryFile file("before");
     Unreliable object;
     EXPECT_TRUE(object.toFile(file.path()));
@@ -192,7 +192,7 @@ TEST(Forms, ObjectFileOfAFailingClass) {
     }
 }
 
-TEST(Forms, WithTheNullBackendReadersFindNothing) {
+TEST(Serialization, WithTheNullBackendReadersFindNothing) {
     for (const char* const xml :
          {"<R><item zu:displayName='a'>1</item></R>", "", "no xml", static_cast<const char*>(nullptr)}) {
         String text("before");
@@ -216,20 +216,20 @@ TEST(Formats, ExamplesInTheDocumentAreWhatTheCodeWrites) {
     zusl::MemIOStream stream, closed;
     stream.write(Integer(7));
     closed.close();
-    const std::string records = binaryForm(stream);
+    const std::string records = toBytes(stream);
     const std::map<std::string, std::string> examples = {
-        {"the text `abc`", binaryForm(String("abc"))},
-        {"the empty text", binaryForm(String())},
-        {"the integer 504", binaryForm(Integer(504))},
-        {"the integer -2", binaryForm(Integer(-2))},
-        {"the map `a` to `1`", binaryForm(Settings{{"a", "1"}})},
-        {"the empty map", binaryForm(Settings())},
+        {"the text `abc`", toBytes(String("abc"))},
+        {"the empty text", toBytes(String())},
+        {"the integer 504", toBytes(Integer(504))},
+        {"the integer -2", toBytes(Integer(-2))},
+        {"the map `a` to `1`", toBytes(Settings{{"a", "1"}})},
+        {"the empty map", toBytes(Settings())},
         {"the file of the integer 7", file.bytes()},
         {"the record of the integer 7", records.substr(4)},
-        {"the record of an end-of-file marker", binaryForm(closed).substr(4)},
+        {"the record of an end-of-file marker", toBytes(closed).substr(4)},
         {"the stream with that integer", records},
-        {"the list of `ab`", binaryForm(zusl::List<String>{"ab"})},
-        {"the empty list", binaryForm(zusl::List<String>())}};
+        {"the list of `ab`", toBytes(zusl::List<String>{"ab"})},
+        {"the empty list", toBytes(zusl::List<String>())}};
     // Each row "| the ... | 01 02 ... |" of the document is an example.
     std::ifstream document(FORMATS_DOCUMENT);
     size_t rows = 0;

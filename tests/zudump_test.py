@@ -15,33 +15,33 @@ with open(ZUDUMP, "rb") as program:
     IS_SANITIZED = b"__asan_init" in program.read()
 
 
-def form(value):
+def encoded(value):
     """Of a number, a text, a stream given by its records, or a map."""
     if isinstance(value, dict):
-        return form(len(value)) + b"".join(form(key) + form(entry) for key, entry in value.items())
+        return encoded(len(value)) + b"".join(encoded(key) + encoded(entry) for key, entry in value.items())
     if isinstance(value, list):
-        return form(len(b"".join(value))) + b"".join(value)
-    return struct.pack("<i", value) if isinstance(value, int) else form(len(value)) + value + b"\0"
+        return encoded(len(b"".join(value))) + b"".join(value)
+    return struct.pack("<i", value) if isinstance(value, int) else encoded(len(value)) + value + b"\0"
 
 
 def record(type_id, payload, reserved=0):
     return struct.pack("<HHI", type_id, reserved, len(payload)) + payload
 
 
-def elements(type_id, *forms, count=None):
-    head = [record(504, form(type_id)), record(504, form(len(forms) if count is None else count))]
-    return form(head + [record(type_id, element) for element in forms])
+def elements(type_id, *contents, count=None):
+    head = [record(504, encoded(type_id)), record(504, encoded(len(contents) if count is None else count))]
+    return encoded(head + [record(type_id, element) for element in contents])
 
 
 def object_file(type_id, payload):
     return struct.pack("<HI", type_id, len(payload)) + payload
 
 
-NESTED = b"".join((record(10501, elements(5501, elements(501, form(b"x")), elements(501))), record(6, form([record(99, bytes(34))])),
-                   record(20501, form(1) + form(b"k") + elements(501)), record(20501, elements(15501, form({b"k": b"v"}))), record(1, b"")))
+NESTED = b"".join((record(10501, elements(5501, elements(501, encoded(b"x")), elements(501))), record(6, encoded([record(99, bytes(34))])),
+                   record(20501, encoded(1) + encoded(b"k") + elements(501)), record(20501, elements(15501, encoded({b"k": b"v"}))), record(1, b"")))
 DEEP = b""
 for _ in range(5000):
-    DEEP = record(6, form([DEEP]))
+    DEEP = record(6, encoded([DEEP]))
 
 
 class ZudumpTest(unittest.TestCase):
@@ -97,7 +97,7 @@ class ZudumpTest(unittest.TestCase):
         with tempfile.TemporaryDirectory() as folder:
             name = os.fsencode(folder) + b"/\x1b\xff\n\"\\"
             with open(name, "wb") as file:
-                file.write(record(15501, form({every: every})))
+                file.write(record(15501, encoded({every: every})))
             plain, as_json, missing = self.dump(name), self.dump("--json", name), self.dump(name + b"?")
         for printed in (plain.stdout, as_json.stdout, missing.stderr):
             self.assertRegex(printed.decode(), "^[\n -~ä\U0001f600]+$")
@@ -109,41 +109,41 @@ class ZudumpTest(unittest.TestCase):
         self.assertEqual(missing.stderr, b"zudump: " + plain.stdout.split(b":")[0] + b"?: No such file or directory\n")
 
     def test_what_hinders_a_reader_is_told_with_place_and_reason(self):
-        seven, most = record(504, form(7)), 0x7FFFFFFF
+        seven, most = record(504, encoded(7)), 0x7FFFFFFF
         for content, kind, *remarks in (
                 (record(504, b"abc") + seven, None, "8  damaged: an integer takes at least 4 bytes, 3 left"),
-                (record(501, form(3) + b"abc"), None, "8  damaged: a text without its zero byte"),
-                (seven + record(501, form(9) + b"ab\0cd", 7), None, "C  note: the reserved field holds 7 instead of 0",
+                (record(501, encoded(3) + b"abc"), None, "8  damaged: a text without its zero byte"),
+                (seven + record(501, encoded(9) + b"ab\0cd", 7), None, "C  note: the reserved field holds 7 instead of 0",
                  "14  note: a text of 2 bytes, its length says 9", "1B  note: 2 bytes after the object, not read"),
-                (elements(504, form(3)), "list", "4  damaged: elements of type 504 in a list of type 501",
+                (elements(504, encoded(3)), "list", "4  damaged: elements of type 504 in a list of type 501",
                  "1C  damaged: type 504 in a list of type 501"),
                 (elements(501, count=most), "list", f"4  damaged: the count says {most}, 0 there"),
-                (elements(501, form(b""), b"?", count=1), "list", "4  note: the count says 1, 2 there"),
-                (form([elements(501)[4:], seven[:-1]]), "list", "1C  damaged: 4 bytes announced, 3 left",
+                (elements(501, encoded(b""), b"?", count=1), "list", "4  note: the count says 1, 2 there"),
+                (encoded([elements(501)[4:], seven[:-1]]), "list", "1C  damaged: 4 bytes announced, 3 left",
                  "4  note: the count says 0, 1 there"),
-                (form([]), "list", "4  damaged: a list without the two integers at its beginning"),
-                (form(-1), "map", "0  note: a count of -1, which means an empty map"),
-                (form(most) + form(b"k") + form(b"v"), "map", f"10  damaged: the count says {most}, 1 there"),
-                (form(1) + form(b"key")[:-1], "map", "4  damaged: a key without its zero byte"),
-                (form(2) + form(b"k") + form(500) + seven, "15006", "A  damaged: 500 bytes announced, 12 left"),
-                (form(2) + form(b"k") + b"ab", "15504", "A  damaged: an integer takes at least 4 bytes, 2 left"),
-                (form(-1) + seven, "stream", "0  damaged: 4294967295 bytes announced, 12 left"),
-                (record(5501, elements(501, form(b"abc"), b""))[:-10], None, "24  damaged: 8 bytes announced, 6 left",
+                (encoded([]), "list", "4  damaged: a list without the two integers at its beginning"),
+                (encoded(-1), "map", "0  note: a count of -1, which means an empty map"),
+                (encoded(most) + encoded(b"k") + encoded(b"v"), "map", f"10  damaged: the count says {most}, 1 there"),
+                (encoded(1) + encoded(b"key")[:-1], "map", "4  damaged: a key without its zero byte"),
+                (encoded(2) + encoded(b"k") + encoded(500) + seven, "15006", "A  damaged: 500 bytes announced, 12 left"),
+                (encoded(2) + encoded(b"k") + b"ab", "15504", "A  damaged: an integer takes at least 4 bytes, 2 left"),
+                (encoded(-1) + seven, "stream", "0  damaged: 4294967295 bytes announced, 12 left"),
+                (record(5501, elements(501, encoded(b"abc"), b""))[:-10], None, "24  damaged: 8 bytes announced, 6 left",
                  "0  damaged: 52 bytes announced, 42 left"),
-                (record(501, form(b"abc"))[:-3] + b"\0", None, "0  damaged: 8 bytes announced, 6 left"),
-                (record(6, form(-1)) + record(5501, elements(501, count=1)), None,
+                (record(501, encoded(b"abc"))[:-3] + b"\0", None, "0  damaged: 8 bytes announced, 6 left"),
+                (record(6, encoded(-1)) + record(5501, elements(501, count=1)), None,
                  "8  damaged: 4294967295 bytes announced, 0 left", "18  damaged: the count says 1, 0 there"),
-                (object_file(504, form(7) + b"?"), None, "A  damaged: 1 byte of the announced length after the object"),
-                (object_file(504, form(7)) + b"?", None, "A  note: 1 byte after the object, not read"),
-                (object_file(504, form(7))[:5], None, "0  damaged: an object file's header takes 6 bytes, 5 left"),
+                (object_file(504, encoded(7) + b"?"), None, "A  damaged: 1 byte of the announced length after the object"),
+                (object_file(504, encoded(7)) + b"?", None, "A  note: 1 byte after the object, not read"),
+                (object_file(504, encoded(7))[:5], None, "0  damaged: an object file's header takes 6 bytes, 5 left"),
                 (b"abc", None, "0  damaged: a record's header takes 8 bytes, 3 left"), (b"", None), (object_file(1, b""), None),
-                (object_file(99, 65536 * b"?"), None), (record(501, form(b"")) + record(99, 327665 * b"?"), None),
+                (object_file(99, 65536 * b"?"), None), (record(501, encoded(b"")) + record(99, 327665 * b"?"), None),
                 (DEEP, None, "188  damaged: nested in more than 32 levels")):
             lines = [re.sub("  +", "  ", line) for line in self.shown(content, kind)]
             self.assertEqual([line for line in lines if re.search("^.*?  (note|damaged): ", line)], remarks)
 
     def test_of_a_cut_file_the_beginning_is_shown(self):
-        settings, texts = form({b"mode": b"auto", b"room": b"hall"}), record(5501, elements(501, form(b"a"), form(b"b")))
+        settings, texts = encoded({b"mode": b"auto", b"room": b"hall"}), record(5501, elements(501, encoded(b"a"), encoded(b"b")))
         for content, kind, parts in ((NESTED, "records", (0, 122, 176, 222, 282)), (texts, "records", (0,)),
                                      (object_file(15501, settings), "object", ())):
             runs = [self.dump("--as", kind, "--json", "-", input=content[:length]) for length in range(len(content) + 1)]
