@@ -40,6 +40,11 @@ def redirect(word, before=b"", after=b""):
     return b"Location: %s?success=%s%s\r\n\r\n" % (before, word.encode(), after)
 
 
+def read(*path):
+    with open(os.path.join(*path), encoding="utf-8") as file:
+        return file.read()
+
+
 def is_sanitized():
     with open(PROGRAM, "rb") as program:
         return b"__asan_init" in program.read()
@@ -132,6 +137,8 @@ class Device:
         process = subprocess.Popen([*(argv or ["/some/path/" + self.name]), "-"], executable=link,
                                    stdin=subprocess.PIPE, stderr=subprocess.DEVNULL, **options)
         self.test.addCleanup(end, process)
+        # Popen returns before the kernel has set the new program's name and arguments.
+        wait_until(lambda: read(f"/proc/{process.pid}/cmdline") or process.poll() is not None)
         return process
 
     def start(self, env, wrap=(), program=PROGRAM, stdin=subprocess.PIPE, **options):
