@@ -1,4 +1,4 @@
-"""What the outside tests share: a device made of a temporary folder, the program run in it, and the demo being served."""
+"""Shared by the outside tests: a device in a temporary folder, requests to its program, the served demo."""
 import collections
 import fcntl
 import os
@@ -13,12 +13,14 @@ import tempfile
 import time
 import unittest
 
+ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 PROGRAM = os.path.abspath(os.environ.get("SAVESETTINGS", "build/app/saveSettings"))
 GUARD = 240  # seconds that no test needs; nothing is measured by them
 IS_ROOT = os.geteuid() == 0
 FORM_TYPE = "application/x-www-form-urlencoded"
-CAN_TRACE = bool(shutil.which("strace")) and subprocess.run(["strace", "-qqo", os.devnull, "true"], check=False).returncode == 0
 IS_EMULATED = bool(os.environ.get("PROGRAM_RUNNER"))  # its calls and its memory are then the emulator's
+CAN_TRACE = bool(shutil.which("strace")) and subprocess.run(
+    ["strace", "-qqo", os.devnull, "true"], check=False).returncode == 0
 needs_strace = unittest.skipUnless(CAN_TRACE and not IS_EMULATED, "strace is missing or may not trace here")
 
 Answer = collections.namedtuple("Answer", "status output settings")
@@ -33,7 +35,8 @@ def post(length, **more):
 
 
 def settings_text(*fields):
-    return b"<Settings>\n" + b"".join(b"  <%s>%s</%s>\n" % (key, value, key) for key, value in fields) + b"</Settings>\n"
+    lines = (b"  <%s>%s</%s>\n" % (key, value, key) for key, value in fields)
+    return b"<Settings>\n" + b"".join(lines) + b"</Settings>\n"
 
 
 def redirect(word, before=b"", after=b""):
@@ -45,19 +48,21 @@ def read(*path):
         return file.read()
 
 
-def is_sanitized():
-    with open(PROGRAM, "rb") as program:
-        return b"__asan_init" in program.read()
+def is_sanitized(program=PROGRAM):
+    with open(program, "rb") as file:
+        return b"__asan_init" in file.read()
 
 
 def access_list(mode, user, permissions=6):
-    """An ACL as the kernel keeps it: the mode's three entries, and one for a user; the group's bits are the mask."""
-    entries = [(1, mode >> 6, -1), (2, permissions, user), (4, mode >> 3, -1), (16, mode >> 3, -1), (32, mode, -1)]
-    return struct.pack("<I", 2) + b"".join(struct.pack("<HHi", tag, bits & 7, who) for tag, bits, who in entries)
+    """Returns the kernel's ACL: the mode's entries, and one for a user. The group's bits are the mask."""
+    entries = [(1, mode >> 6, -1), (2, permissions, user), (4, mode >> 3, -1), (16, mode >> 3, -1),
+               (32, mode, -1)]
+    packed = (struct.pack("<HHi", tag, bits & 7, who) for tag, bits, who in entries)
+    return struct.pack("<I", 2) + b"".join(packed)
 
 
 class GuardedTest(unittest.TestCase):
-    """Ends what hangs, wherever it does, so that the cleaning up still happens."""
+    """Raises in a test that hangs, so that its cleanups still run."""
 
     def setUp(self):
         def give_up(*_):
@@ -74,10 +79,20 @@ def wait_until(condition):
         time.sleep(0.02)
 
 
+def free_port():
+    with socket.socket() as listener:
+        listener.bind(("127.0.0.1", 0))
+        return listener.getsockname()[1]
+
+
+def is_in_state(pid, state):
+    """Returns true if the process is in this state: "S" sleeps, "T" is stopped."""
+    with open(f"/proc/{pid}/stat", "rb") as status:
+        return status.read().rpartition(b") ")[2][:1] == state.encode()
+
+
 def is_sleeping(pid):
-    """Whether a process waits for something."""
-    with open("/proc/%d/stat" % pid, "rb") as status:
-        return status.read().rpartition(b") ")[2][:1] == b"S"
+    return is_in_state(pid, "S")
 
 
 def end(process):
@@ -94,7 +109,7 @@ class Device:
     """
 
     def __init__(self, test, suffix="", web="html", marker=b"%s", base=None, settings=None):
-        self.test, self.name = test, "zd" + secrets.token_hex(5) + suffix
+        self.test, self.name = test, f"zd{secrets.token_hex(5)}{suffix}"
         self.scratch = tempfile.mkdtemp()
         os.chmod(self.scratch, 0o755)
         self.home = os.path.join(base or self.scratch, self.name)
@@ -109,9 +124,11 @@ class Device:
     def path(self, name="settings_xml.txt"):
         return os.path.join(self.html, name)
 
-    def write(self, name, content):
+    def write(self, name, content, mode=None):
         with open(self.path(name), "wb") as file:
             file.write(content)
+        if mode:
+            os.chmod(self.path(name), mode)
 
     @property
     def settings(self):
@@ -126,11 +143,10 @@ class Device:
     @property
     def errors(self):
         """What the requests have printed on standard error."""
-        with open(os.path.join(self.scratch, "errors"), encoding="utf-8", errors="replace") as file:
-            return file.read()
+        return read(self.scratch, "errors")
 
     def application(self, *argv, process_name=None, **options):
-        """Starts a process of the application's name. `cat` dies of SIGUSR1, and so shows that the signal came."""
+        """Starts a process of the application's name: `cat`, which SIGUSR1 kills."""
         link = os.path.join(tempfile.mkdtemp(dir=self.scratch), process_name or self.name)
         os.chmod(os.path.dirname(link), 0o755)
         os.symlink(shutil.which("cat"), link)
@@ -142,12 +158,13 @@ class Device:
         return process
 
     def start(self, env, wrap=(), program=PROGRAM, stdin=subprocess.PIPE, **options):
-        """Starts a request with these variables and PATH alone; a value of None leaves the variable out."""
+        """Starts a request with PATH and these variables alone, without those whose value is None."""
         env = {"PATH": "/usr/bin:/bin", **({"ASAN_OPTIONS": "detect_leaks=0"} if wrap else {}), **env}
         env = {name: value for name, value in env.items() if value is not None}
         with open(os.path.join(self.scratch, "errors"), "ab") as errors:
             options = {"stderr": errors, **options}
-            process = subprocess.Popen([*wrap, program], cwd=self.html, stdin=stdin, stdout=subprocess.PIPE, env=env, **options)
+            process = subprocess.Popen([*wrap, program], cwd=self.html, env=env, stdin=stdin,
+                                       stdout=subprocess.PIPE, **options)
         self.test.addCleanup(end, process)
         return process
 
@@ -161,28 +178,25 @@ class Device:
 
 
 class Demo:
-    """scripts/demo, from its first line until it has cleaned up. It leads a session, so its processes can be told.
+    """A running scripts/demo. It leads a session, which identifies its processes.
 
-    Every demo's application has the same name, and killall reaches each process of it: one demo at a time. The lock is
-    on a file that is there anyway, so nothing is left behind.
+    Every demo's application has the same name, by which killall finds it. A lock allows one demo at a time.
     """
 
     def __init__(self, server):
         self.turn = open(shutil.which("killall"), "rb")
-        signal.alarm(0)  # to queue is not to hang
+        signal.alarm(0)  # waiting for the lock is not hanging
         fcntl.flock(self.turn, fcntl.LOCK_EX)
         signal.alarm(GUARD)
-        with socket.socket() as listener:
-            listener.bind(("127.0.0.1", 0))
-            self.port = listener.getsockname()[1]
-        self.url = "http://127.0.0.1:%d/" % self.port
-        script = os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "scripts", "demo")
+        self.port = free_port()
+        self.url = f"http://127.0.0.1:{self.port}/"
         self.process = subprocess.Popen(
-            [script, "--server", server, "--build", os.environ.get("BUILD_DIR", "build"), "--port", str(self.port)],
+            [os.path.join(ROOT, "scripts", "demo"), "--server", server, "--port", str(self.port),
+             "--build", os.environ.get("BUILD_DIR", "build")],
             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True, start_new_session=True,
-            preexec_fn=lambda: signal.signal(signal.SIGINT, signal.SIG_DFL))  # which what runs in the background ignores
+            preexec_fn=lambda: signal.signal(signal.SIGINT, signal.SIG_DFL))  # ignored in background jobs
         said = ""
-        while not said.endswith("\nThe thermostat is at %s\n" % self.url):
+        while not said.endswith(f"\nThe thermostat is at {self.url}\n"):
             line = self.process.stdout.readline()
             if not line:
                 self.stop()
@@ -192,7 +206,7 @@ class Demo:
         self.application = int(re.search("^Application process: (.+)$", said, re.M)[1])
 
     def session(self):
-        """The processes that the demo started and that still live."""
+        """Returns the living processes that the demo started."""
         found = set()
         for pid in map(int, filter(str.isdigit, os.listdir("/proc"))):
             try:
@@ -202,7 +216,7 @@ class Demo:
         return found
 
     def stop(self, number=signal.SIGINT, group=True):
-        """Ctrl-C reaches the script's whole group, a supervisor's signal it alone. Gives its status and what it left."""
+        """Stops it as Ctrl-C does, or as a supervisor; returns its status and the processes it left."""
         if self.process.returncode is None:
             (os.killpg if group else os.kill)(self.process.pid, number)
         try:
