@@ -50,7 +50,8 @@ def board_files(build, demo):
     files[f"{ROOT}/www/state.json"] = (0o120777, b"../html/state.json")
     for name in os.listdir("page"):
         content = read(f"page/{name}")
-        files[f"{ROOT}/www/{name}"] = text(content.replace('action="saveSettings"', 'action="cgi-bin/saveSettings"'))
+        content = content.replace('action="saveSettings"', 'action="cgi-bin/saveSettings"')
+        files[f"{ROOT}/www/{name}"] = text(content)
     return files
 
 
@@ -72,7 +73,7 @@ def request(url, form=None):
 
 
 def check(url):
-    """Page, form, signal: ends the script with what was wrong."""
+    """Checks page, form and signal; ends the script if something is wrong."""
     def expect(what, expected, actual):
         if actual != expected:
             sys.exit(f"{what}: expected {expected}, got {actual}")
@@ -86,7 +87,7 @@ def check(url):
     late = time.monotonic() + 30
     while "27.5" not in request(url + "/state.json")[2] and time.monotonic() < late:
         time.sleep(0.1)
-    expect("value that the signal has brought to the thermostat", True, "27.5" in request(url + "/state.json")[2])
+    expect("the thermostat uses the value", True, "27.5" in request(url + "/state.json")[2])
 
 
 def free_port():
@@ -96,7 +97,7 @@ def free_port():
 
 
 def main():
-    signal.signal(signal.SIGTERM, lambda *_: sys.exit(0))  # so that the board ends, too
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(0))  # ends the board, too
     parser = argparse.ArgumentParser(prog="scripts/board", description=__doc__)
     parser.add_argument("--check", action="store_true", help="check page, form and signal, then end")
     parser.add_argument("--port", type=int, help="port on 127.0.0.1; by default a free one")

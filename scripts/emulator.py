@@ -10,7 +10,7 @@ import tempfile
 import threading
 import time
 
-MARKS = 128 << 20  # address of memory that the kernel leaves alone: the marks of what is saved to flash
+MARKS = 128 << 20  # address of memory reserved from the kernel, with the marks of what is saved to flash
 
 
 def output(*command, **options):
@@ -18,7 +18,7 @@ def output(*command, **options):
 
 
 def scratch_folder():
-    """Returns a folder that ends with its block; in memory if there is enough."""
+    """Returns a temporary folder, in memory if there is enough."""
     memory = "/dev/shm"
     roomy = os.path.isdir(memory) and shutil.disk_usage(memory).free > 8 << 30
     return tempfile.TemporaryDirectory(prefix="virtual-", dir=memory if roomy else None)
@@ -52,11 +52,12 @@ def foreign(folder, architecture):
     folder = os.path.abspath(folder)
     for name in ("lists/partial", "archives/partial"):
         os.makedirs(f"{folder}/{name}", exist_ok=True)
-    settings = {"APT::Architecture": architecture, "APT::Architectures": architecture, "APT::Sandbox::User": "root",
-                "Dir::State": folder, "Dir::State::status": "/dev/null", "Dir::Cache": folder}
+    settings = {"APT::Architecture": architecture, "APT::Architectures": architecture,
+                "APT::Sandbox::User": "root", "Dir::Cache": folder,
+                "Dir::State": folder, "Dir::State::status": "/dev/null"}
     options = [word for name, value in settings.items() for word in ("-o", f"{name}={value}")]
     subprocess.run(["apt-get", "-qq", *options, "update"], check=False,
-                   stderr=subprocess.DEVNULL)  # sources without the architecture are no harm
+                   stderr=subprocess.DEVNULL)  # some sources may lack the architecture
     return options
 
 
@@ -69,19 +70,19 @@ def busybox(folder, apt_options=()):
 
 
 class Kernel:
-    """The newest kernel of a Debian meta package, and the modules that are to be loaded with their parameters."""
+    """The newest kernel of a Debian meta package, and modules to load with their parameters."""
 
     def __init__(self, folder, package, modules, parameters, apt_options=()):
         if not glob.glob(f"{folder}/boot/vmlinuz-*"):
             depends = output("apt-cache", *apt_options, "depends", "--no-recommends", package)
-            image = next(word for word in depends.split() if word.startswith("linux-image-") and word != package)
-            unpack(folder, image, apt_options)
+            images = [word for word in depends.split() if word.startswith("linux-image-") and word != package]
+            unpack(folder, images[0], apt_options)
         self.image = glob.glob(f"{folder}/boot/vmlinuz-*")[0]
         version = os.path.basename(self.image).removeprefix("vmlinuz-")
         output("/sbin/depmod", "-b", folder, version)
         shown = output("/sbin/modprobe", "-d", folder, "-S", version, "--all", "--show-depends", *modules)
         loads = [line.split()[1] for line in shown.splitlines() if line.startswith("insmod")]
-        paths = {path: "/" + os.path.basename(path) for path in loads}  # each once, in the order of their needs
+        paths = {path: "/" + os.path.basename(path) for path in loads}  # each once, in this order
         self.files = {name.lstrip("/"): program(path) for path, name in paths.items()}
         lines = [f"{name} {parameters.get(name[1:-3], '')}" for name in paths.values()]
         self.files["modules"] = (0o100644, "\n".join([*lines, ""]).encode())
@@ -90,11 +91,12 @@ class Kernel:
         """Returns the emulator's arguments to boot with the modules and `files` in the initramfs."""
         with open(f"{folder}/initramfs", "wb") as file:
             file.write(archive({**self.files, **files}))
-        return ["-kernel", self.image, "-initrd", f"{folder}/initramfs", "-append", f"quiet panic=-1 {parameters}"]
+        return ["-kernel", self.image, "-initrd", f"{folder}/initramfs",
+                "-append", f"quiet panic=-1 {parameters}"]
 
 
 class Emulator:
-    """A running machine without hardware acceleration; a guest prints words, "failed" and "done" among them."""
+    """A running machine without hardware acceleration. The guest reports with words, such as "done"."""
 
     running = set()
 
@@ -123,7 +125,7 @@ class Emulator:
             late.cancel()
 
     def run_for(self, seconds):
-        """Lets it run for so long in processor time: however busy the host is, the guest gets as far."""
+        """Waits until the guest has used that much processor time, however busy the host is."""
         end = self.processor_time() + seconds
         while self.processor_time() < end:
             time.sleep(0.002)
@@ -155,9 +157,10 @@ class Machine(Emulator):
     """A PC with disks."""
 
     def __init__(self, kernel, folder, files, disks, log=False, arguments=()):
-        """Boots with `files` in the initramfs; `disks` are images, each recorded to NAME.log if `log` is set."""
+        """Boots with `files` in the initramfs. `disks` are images; `log` records each to NAME.log."""
         self.folder = folder
-        arguments = [*arguments, "-machine", "pc", "-m", "192", "-qmp", f"unix:{folder}/qmp,server=on,wait=off",
+        arguments = [*arguments, "-machine", "pc", "-m", "192",
+                     "-qmp", f"unix:{folder}/qmp,server=on,wait=off",
                      *kernel.boot(folder, files, "console=ttyS0 no_timer_check mitigations=off norandmaps "
                                   f"memmap=64K${MARKS}")]
         for number, disk in enumerate(disks):
@@ -190,12 +193,12 @@ class Monitor:
             reply = json.loads(line)
             if "error" in reply:
                 raise RuntimeError(reply["error"]["desc"])
-            if "return" in reply:  # what comes before it are events
+            if "return" in reply:  # after events
                 return
         raise RuntimeError("the machine has ended")
 
     def memory(self, command, address, size):
-        """Returns memory of the stopped machine; the command is "memsave" (kernel) or "pmemsave" (physical)."""
+        """Returns memory of the stopped machine: "memsave" for kernel, "pmemsave" for physical addresses."""
         path = f"{self.folder}/copied"
         signed = address - (1 << 64) if address >> 63 else address
         self.run(command, val=signed, size=size, filename=path)

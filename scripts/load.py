@@ -1,24 +1,21 @@
-"""What scripts/load runs: many requests at once, every answer and every text of the settings file checked."""
+"""Makes many requests at once, and checks every answer and every text of the settings file."""
 import collections
 import http.client
 import json
 import os
 import re
-import shutil
 import signal
-import subprocess
 import sys
-import tempfile
 import threading
 import time
 import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "tests"))
-from harness import FORM_TYPE, Demo, Device, end, post, redirect, settings_text  # noqa: E402
+from harness import FORM_TYPE, Demo, Device, post, redirect, settings_text, wait_until  # noqa: E402
 
 AT_ONCE = 200
 CONNECTIONS = 8
-SIZES = (0, 12, 300, 3000, 30000, 60000)  # bytes that a form has besides its number; the server takes 64 KB
+SIZES = (0, 12, 300, 3000, 30000, 60000)  # of the first field; the server accepts 64 KB
 
 
 def filler(number):
@@ -26,16 +23,17 @@ def filler(number):
 
 
 def form(number):
-    """The number alone tells the whole form, so a text that mixes two of them shows."""
+    """Returns form `number`. The number determines it, so a mixture of two is detected."""
     return b"fill=%s&number=%d&target=%d.5" % (filler(number), number, 10 + number % 15)
 
 
 def text(number):
-    return settings_text((b"fill", filler(number)), (b"number", b"%d" % number), (b"target", b"%d.5" % (10 + number % 15)))
+    target = b"%d.5" % (10 + number % 15)
+    return settings_text((b"fill", filler(number)), (b"number", b"%d" % number), (b"target", target))
 
 
 class Reader(threading.Thread):
-    """Reads the settings file over and over while others write it."""
+    """Reads the settings file repeatedly while requests replace it."""
 
     def __init__(self, path):
         super().__init__(daemon=True)
@@ -55,7 +53,7 @@ class Reader(threading.Thread):
                     self.torn.append("a torn settings file")
             except OSError as error:
                 self.torn.append(str(error))
-            time.sleep(0.001)  # the writers shall have the machine
+            time.sleep(0.001)  # leaves the processor to the writers
 
     def finish(self):
         self.done.set()
@@ -64,7 +62,7 @@ class Reader(threading.Thread):
 
 
 def in_threads(count, work):
-    """Runs work(number) in as many threads, together; gives what they raised."""
+    """Runs work(number) in `count` threads at once; returns what they raised."""
     raised, gate = [], threading.Barrier(count)
 
     def run(number):
@@ -82,45 +80,37 @@ def in_threads(count, work):
     return raised
 
 
-def start_application(cleanups, device):
-    """One that lives through SIGUSR1: an ignored signal stays ignored in the program that is started."""
-    link = os.path.join(tempfile.mkdtemp(dir=device.scratch), device.name)
-    os.symlink(shutil.which("sleep"), link)
-    process = subprocess.Popen(["/some/path/" + device.name, "3600"], executable=link,
-                               preexec_fn=lambda: signal.signal(signal.SIGUSR1, signal.SIG_IGN))
-    cleanups.addCleanup(end, process)
-    return process
-
-
 def at_the_same_time(cleanups):
-    """All requests have begun, and wait for their bodies, before the first body is sent. `killall` notes how it ended."""
+    """Starts all requests before it sends the first body. `killall` records its exit status."""
     device = Device(cleanups, settings=text(0))
-    application = start_application(cleanups, device)
-    device.write("../killall", b'#!/bin/sh\n/usr/bin/killall "$@"\nended=$?\necho $ended >>../ended\nexit $ended\n')
-    os.chmod(device.path("../killall"), 0o755)
-    requests = [device.start(post(len(form(number)), PATH=device.home + ":/usr/bin:/bin")) for number in range(AT_ONCE)]
+    application = device.application(preexec_fn=lambda: signal.signal(signal.SIGUSR1, signal.SIG_IGN))
+    script = b'#!/bin/sh\n/usr/bin/killall "$@"\nended=$?\necho $ended >>../ended\nexit $ended\n'
+    device.write("../killall", script, 0o755)
+    path = f"{device.home}:/usr/bin:/bin"
+    requests = [device.start(post(len(form(number)), PATH=path)) for number in range(AT_ONCE)]
     reader = Reader(device.path())
     reader.start()
     answers = collections.Counter()
 
     def serve(number):
         output, _ = requests[number].communicate(form(number), timeout=240)
-        answers[output if requests[number].returncode == 0 else "status %s" % requests[number].returncode] += 1
+        status = requests[number].returncode
+        answers[output if status == 0 else f"status {status}"] += 1
 
     broken = in_threads(AT_ONCE, serve) + reader.finish()
     with open(device.path("../ended"), encoding="ascii") as ended:
         signals = ended.read().split()
     if answers[redirect("restarted")] != AT_ONCE:
-        broken.append("answers: %s" % answers)
+        broken.append(f"answers: {answers}")
     if signals != ["0"] * AT_ONCE or application.poll() is not None:
-        broken.append("%d of %d signals were sent" % (signals.count("0"), len(signals)))
+        broken.append(f"{signals.count('0')} of {len(signals)} signals were sent")
     if reader.look() is None or device.extra_files():
-        broken.append("left: %s" % sorted(device.extra_files()))
+        broken.append(f"left: {sorted(device.extra_files())}")
     return AT_ONCE, reader.reads, broken
 
 
 class Client:
-    """One connection's requests to the served program."""
+    """The requests of one connection."""
 
     def __init__(self, demo, word, numbers):
         self.demo, self.word, self.numbers, self.broken, self.answered = demo, word, numbers, [], 0
@@ -139,14 +129,16 @@ class Client:
 
     def send(self, number, connection):
         before = self.revision() if self.word == "restarted" else None
-        connection.request("POST", "/saveSettings", form(number), {"Content-Type": FORM_TYPE, "Referer": self.demo.url + "p?n=%d" % number})
+        page = f"{self.demo.url}p?n={number}"
+        headers = {"Content-Type": FORM_TYPE, "Referer": page}
+        connection.request("POST", "/saveSettings", form(number), headers)
         answer = connection.getresponse()
         answer.read()
-        expected = self.demo.url + "p?n=%d&success=%s" % (number, self.word)
-        if (answer.status, answer.getheader("Location")) != (302, expected):
-            self.broken.append("request %d: %s %s" % (number, answer.status, answer.getheader("Location")))
+        location = answer.getheader("Location")
+        if (answer.status, location) != (302, f"{page}&success={self.word}"):
+            self.broken.append(f"request {number}: {answer.status} {location}")
         elif before is not None and not self.took_over(before):
-            self.broken.append("request %d: the application was not signalled" % number)
+            self.broken.append(f"request {number}: the application was not signalled")
         self.answered += 1
 
     def run(self):
@@ -156,7 +148,7 @@ class Client:
         connection.close()
 
 
-def behind_server(demo, word, count):
+def through_server(demo, word, count):
     path = os.path.join(demo.directory, "html", "settings_xml.txt")
     first = Client(demo, word, [0])
     first.run()  # there is a settings file before the reader begins
@@ -167,15 +159,15 @@ def behind_server(demo, word, count):
     clients.append(first)
     broken += [line for client in clients for line in client.broken]
     if sum(client.answered for client in clients) != count:
-        broken.append("of %d requests %d were answered" % (count, sum(client.answered for client in clients)))
+        broken.append(f"of {count} requests {sum(client.answered for client in clients)} were answered")
     last = reader.look()
     if last is None:
         broken.append("a torn settings file at the end")
     elif word == "restarted":
         with open(os.path.join(demo.directory, "html", "state.json"), encoding="utf-8") as file:
-            target = next(setting["value"] for setting in json.load(file)["settings"] if setting["name"] == "target")
-        if float(target) != 10.5 + last % 15:
-            broken.append("the application runs with %s, not with what was saved last" % target)
+            values = {setting["name"]: setting["value"] for setting in json.load(file)["settings"]}
+        if float(values["target"]) != 10.5 + last % 15:
+            broken.append(f"the application runs with {values['target']}, not with what was saved last")
     left = [name for name in os.listdir(os.path.dirname(path)) if name.startswith(".settings_xml.txt.")]
     return count, reader.reads, broken + left
 
@@ -184,23 +176,24 @@ def main():
     cleanups, rows = unittest.TestCase(), []
     requests = max(CONNECTIONS + 1, int(os.environ["REQUESTS"]))
     try:
-        rows.append(("%d at the same time, restarted" % AT_ONCE, *at_the_same_time(cleanups)))
+        rows.append((f"{AT_ONCE} at the same time, restarted", *at_the_same_time(cleanups)))
         demo = Demo("lighttpd")
         signal.alarm(0)
         cleanups.addCleanup(demo.stop)
-        rows.append(("lighttpd, %d at a time, restarted" % CONNECTIONS, *behind_server(demo, "restarted", requests)))
+        title = f"lighttpd, {CONNECTIONS} at a time"
+        rows.append((f"{title}, restarted", *through_server(demo, "restarted", requests)))
         os.kill(demo.application, signal.SIGKILL)
-        while os.path.exists("/proc/%d" % demo.application):
-            time.sleep(0.02)
-        rows.append(("lighttpd, %d at a time, stopped" % CONNECTIONS, *behind_server(demo, "stopped", max(100, requests // 10))))
+        wait_until(lambda: not os.path.exists(f"/proc/{demo.application}"))
+        requests = max(100, requests // 10)
+        rows.append((f"{title}, stopped", *through_server(demo, "stopped", requests)))
     finally:
         cleanups.doCleanups()
-    print("%-36s %9s %12s %7s" % ("load", "requests", "file reads", "broken"))
+    print(f"{'load':36} {'requests':>9} {'file reads':>12} {'broken':>7}")
     for title, count, reads, broken in rows:
-        print("%-36s %9d %12d %7d" % (title, count, reads, len(broken)))
+        print(f"{title:36} {count:9} {reads:12} {len(broken):7}")
     for title, _, _, broken in rows:
         for line in broken[:20]:
-            print("BROKEN %s: %s" % (title, line))
+            print(f"BROKEN {title}: {line}")
     return any(broken for *_, broken in rows)
 
 

@@ -1,4 +1,4 @@
-"""What scripts/mutate runs. A mutant is the source with one change; the tests kill it by failing."""
+"""Tests the tests with mutants. A mutant is the source with one change; a test kills it by failing."""
 import argparse
 import collections
 import os
@@ -20,25 +20,29 @@ LIMIT = 60  # seconds for each test program; unchanged, each takes less than a t
 
 Mutant = collections.namedtuple("Mutant", "path start end text")
 
-# What the patterns below must not see: comments, literals, directives.
-MASKED = re.compile(r'//[^\n]*|/\*.*?\*/|"(?:\\.|[^"\\\n])*"|\'(?:\\.|[^\'\\\n])*\'|^[ \t]*#[^\n]*|static_assert\([^;]*;', re.S | re.M)
+# Hidden from the patterns below: comments, literals, directives.
+MASKED = re.compile(r'//[^\n]*|/\*.*?\*/|"(?:\\.|[^"\\\n])*"|\'(?:\\.|[^\'\\\n])*\''
+                    r'|^[ \t]*#[^\n]*|static_assert\([^;]*;', re.S | re.M)
 CHARACTER = re.compile(r"'(?:\\.|[^'\\\n])+'")
 
-# Each operator, with its blanks as clang-format puts them, and what takes its place.
+# Each operator, with the blanks of clang-format's layout, and its replacements.
 OPERATORS = {
-    " == ": [" != "], " != ": [" == "], " < ": [" <= ", " >= "], " <= ": [" < ", " > "], " > ": [" >= ", " <= "],
-    " >= ": [" > ", " < "], " + ": [" - "], " - ": [" + "], " * ": [" / "], " / ": [" * "], " % ": [" / "], " += ": [" -= ", " = "],
-    " -= ": [" += "], "++": ["--"], "--": ["++"], " && ": [" || "], " || ": [" && "], " & ": [" | "], " | ": [" & "],
-    " << ": [" >> "], " >> ": [" << "], " ? ": [" || true ? ", " && false ? "],
+    " == ": [" != "], " != ": [" == "], " < ": [" <= ", " >= "], " <= ": [" < ", " > "],
+    " > ": [" >= ", " <= "], " >= ": [" > ", " < "], " + ": [" - "], " - ": [" + "], " * ": [" / "],
+    " / ": [" * "], " % ": [" / "], " += ": [" -= ", " = "], " -= ": [" += "], "++": ["--"], "--": ["++"],
+    " && ": [" || "], " || ": [" && "], " & ": [" | "], " | ": [" & "], " << ": [" >> "], " >> ": [" << "],
+    " ? ": [" || true ? ", " && false ? "],
 }
 OPERATOR = re.compile("|".join(re.escape(operator) for operator in sorted(OPERATORS, key=len, reverse=True)))
 NEGATION = re.compile(r"(?<![\w)])!(?=[\w(])")
-WORDS = {"true": "false", "false": "true", "break": "continue", "continue": "break", "begin": "end", "min": "max", "max": "min"}
-WORD = re.compile(r"\b(?:%s)\b" % "|".join(WORDS))
+WORDS = {"true": "false", "false": "true", "break": "continue", "continue": "break", "begin": "end",
+         "min": "max", "max": "min"}
+WORD = re.compile(rf"\b(?:{'|'.join(WORDS)})\b")
 NUMBER = re.compile(r"(?<![\w.'])(0x[0-9A-Fa-f]+|\d+)(?=[uUlL]*\b(?![\w.']))")
 CONDITION = re.compile(r"\b(?:if|while) \(")
 # An assignment, a call, an increment, a jump; a declaration begins with two words.
-STATEMENT = re.compile(r"^[ \t]+((?:[\w:]+(?:\.|->|\(|\[| \S?= )|[*+-]|throw |return;|continue;|delete)[^\n;{}]*;)$", re.M)
+STATEMENT = re.compile(r"^[ \t]+((?:[\w:]+(?:\.|->|\(|\[| \S?= )|[*+-]|throw |return;|continue;|delete)"
+                       r"[^\n;{}]*;)$", re.M)
 
 
 def closing(text, start):
@@ -75,7 +79,7 @@ def mutants_of(path):
 
 
 def copy_tree():
-    """Brings the copy up to date; what is the same is not written, so that it is not built again."""
+    """Updates the copy; unchanged files are not written, so they are not built again."""
     listed = subprocess.run(["git", "ls-files", "-z"], stdout=subprocess.PIPE, check=True, text=True).stdout
     names = [name for name in listed.split("\0") if os.path.isfile(name)]
     for name in names:
@@ -96,32 +100,35 @@ def write(path, content):
 
 
 def configure():
-    # Optimised, so that changes which make no difference give the same program; nothing in it tells builds apart.
-    flags = ["-DCMAKE_%s_FLAGS=-O1" % language for language in ("C", "CXX")]
-    launcher = ["-DCMAKE_%s_COMPILER_LAUNCHER=ccache" % language for language in ("C", "CXX")]
-    subprocess.run(["cmake", "-S", TREE, "-B", BUILD, "-DCMAKE_BUILD_TYPE=None", "-DZU_HARDENING=OFF", *flags, *launcher],
-                   stdout=subprocess.DEVNULL, check=True)
+    # Optimised, so that changes without effect give the same program.
+    flags = [f"-DCMAKE_{language}_FLAGS=-O1" for language in ("C", "CXX")]
+    launcher = [f"-DCMAKE_{language}_COMPILER_LAUNCHER=ccache" for language in ("C", "CXX")]
+    options = ["-DCMAKE_BUILD_TYPE=None", "-DZU_HARDENING=OFF", *flags, *launcher]
+    subprocess.run(["cmake", "-S", TREE, "-B", BUILD, *options], stdout=subprocess.DEVNULL, check=True)
 
 
 def build():
-    """The programs, each as its bytes; None when the source does not compile."""
-    targets = [os.path.basename(program) for program in [*LIBRARY_TESTS, PROGRAM]]
-    done = run(["cmake", "--build", BUILD, "--parallel", str(os.cpu_count()), "--target", *targets], 10 * LIMIT)
-    return {program: read(program, BUILD) for program in [*LIBRARY_TESTS, PROGRAM]} if done == 0 else None
+    """Returns the bytes of each program; None if the source does not compile."""
+    programs = [*LIBRARY_TESTS, PROGRAM]
+    targets = ["--target", *map(os.path.basename, programs)]
+    done = run(["cmake", "--build", BUILD, "--parallel", str(os.cpu_count()), *targets], 10 * LIMIT)
+    return {program: read(program, BUILD) for program in programs} if done == 0 else None
 
 
 def limit_resources():
     # The tests themselves write a sparse file of 4 GiB and reserve twice that of memory.
-    for kind, most in ((resource.RLIMIT_CORE, 0), (resource.RLIMIT_FSIZE, 5 << 30), (resource.RLIMIT_AS, 12 << 30)):
+    limits = ((resource.RLIMIT_CORE, 0), (resource.RLIMIT_FSIZE, 5 << 30), (resource.RLIMIT_AS, 12 << 30))
+    for kind, most in limits:
         resource.setrlimit(kind, (most, most))
 
 
 def run(command, limit, **options):
-    """The exit status, or None when the time is over. Nothing that the command started or wrote stays behind."""
+    """Returns the exit status, or None after `limit` seconds. Ends and removes all that the command left."""
     with tempfile.TemporaryDirectory(ignore_cleanup_errors=True) as scratch:
         os.chmod(scratch, 0o1777)
-        process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
-                                   start_new_session=True, preexec_fn=limit_resources, env={**ENVIRONMENT, "TMPDIR": scratch}, **options)
+        quiet = dict.fromkeys(("stdin", "stdout", "stderr"), subprocess.DEVNULL)
+        process = subprocess.Popen(command, **quiet, start_new_session=True, preexec_fn=limit_resources,
+                                   env={**ENVIRONMENT, "TMPDIR": scratch}, **options)
         try:
             return process.wait(timeout=limit)
         except subprocess.TimeoutExpired:
@@ -135,13 +142,14 @@ def run(command, limit, **options):
 
 
 def isolation():
-    """A program that is wrong may signal any process: where that is allowed, it runs where there are no others."""
+    """Returns a command that hides other processes, which a mutant may signal; empty if not allowed."""
     wrap = ["unshare", "--pid", "--fork", "--kill-child", "--mount-proc"]
-    return wrap if subprocess.run([*wrap, "true"], stderr=subprocess.DEVNULL, check=False).returncode == 0 else []
+    done = subprocess.run([*wrap, "true"], stderr=subprocess.DEVNULL, check=False)
+    return wrap if done.returncode == 0 else []
 
 
 def killer(programs, originals, wrap):
-    """The first test that fails, of those whose program has changed; None when none does."""
+    """Returns the first test that fails, of those whose program has changed; None if all pass."""
     for test in LIBRARY_TESTS:
         command = [os.path.join(BUILD, test), "--gtest_fail_fast"]
         if programs[test] != originals.get(test) and run([*wrap, *command], LIMIT) != 0:
@@ -171,8 +179,9 @@ def describe(mutant):
     source = read(mutant.path).decode()
     line = source.count("\n", 0, mutant.start) + 1
     first, last = source.rfind("\n", 0, mutant.start) + 1, source.find("\n", mutant.end)
-    changed = source[first:mutant.start] + "[" + source[mutant.start:mutant.end] + " -> " + mutant.text + "]" + source[mutant.end:last]
-    return "%s:%d: %s" % (mutant.path, line, " ".join(changed.split()))
+    change = f"[{source[mutant.start:mutant.end]} -> {mutant.text}]"
+    changed = source[first:mutant.start] + change + source[mutant.end:last]
+    return f"{mutant.path}:{line}: {' '.join(changed.split())}"
 
 
 def main():
@@ -189,19 +198,22 @@ def main():
     failed = killer(originals, {}, wrap) if originals else "the build"
     if failed:
         return "Fails without any change: " + failed
-    chosen = [mutant for name in names if name.startswith(tuple(arguments.paths)) and name.endswith((".cpp", ".h")) for mutant in mutants_of(name)]
+    sources = [name for name in names
+               if name.startswith(tuple(arguments.paths)) and name.endswith((".cpp", ".h"))]
+    chosen = [mutant for name in sources for mutant in mutants_of(name)]
     random.Random(arguments.seed).shuffle(chosen)
-    results, survivors = collections.Counter(), []
+    results, survivors, tested = collections.Counter(), [], 0
     for mutant in chosen:
-        if sum(count for result, count in results.items() if result.startswith(("killed", "SURV"))) >= arguments.count:
+        if tested >= arguments.count:
             break
         result = try_out(mutant, originals, wrap)
         results[result] += 1
-        print("%-32s %s" % (result, describe(mutant)), flush=True)
+        tested += result.startswith(("killed", "SURV"))
+        print(f"{result:32} {describe(mutant)}", flush=True)
         survivors += [describe(mutant)] * (result == "SURVIVED")
-    print("\nOf %d possible changes:" % len(chosen))
+    print(f"\nOf {len(chosen)} possible changes:")
     for result, count in sorted(results.items()):
-        print("%5d %s" % (count, result))
+        print(f"{count:5} {result}")
     return "\n".join(["", *survivors]) if survivors else 0
 
 

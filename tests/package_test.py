@@ -1,32 +1,33 @@
-"""The Debian packages: built, judged by lintian, installed by dpkg in a system of their own, used, and removed."""
+"""The Debian packages: built, checked by lintian, installed by dpkg in an empty system, used, and removed."""
 import fnmatch
 import glob
 import gzip
 import os
-import pathlib
 import re
 import shutil
 import tempfile
 import unittest
 
-from harness import GuardedTest
-from install_test import ROOT, build_with_pkg_config, output_of
+from harness import ROOT, GuardedTest, read
+from install_test import build_with_pkg_config, output_of
 
 NEEDED = ["dpkg", "dpkg-shlibdeps", "fakeroot", "file", "lintian", "pkg-config"]
-VERSION = re.search(r"^project\(.* VERSION (\S+)", pathlib.Path(ROOT, "CMakeLists.txt").read_text("utf-8"), re.M)[1]
+VERSION = re.search(r"^project\(.* VERSION (\S+)", read(ROOT, "CMakeLists.txt"), re.M)[1]
+MANUAL, EXAMPLES = "/usr/share/man/man8/saveSettings.8.gz", "/usr/share/doc/savesettings/examples"
 CONTENTS = {
-    "savesettings": ["/usr/bin/saveSettings", "/usr/bin/zudump", "/usr/share/man/man1/zudump.1.gz", "/usr/share/man/man8/saveSettings.8.gz",
-                     *("/usr/share/doc/savesettings/examples/" + name for folder, prefix in (("demo/servers", ""), ("packaging/systemd", "systemd/"))
-                       for name in (prefix + file for file in os.listdir(os.path.join(ROOT, folder)))),
-                     "/usr/share/doc/savesettings/examples/inittab"],
-    "libzu-dev": ["/usr/include/zu/zutl_String.h", "/usr/lib/*/libzu.a", "/usr/lib/*/cmake/zu/zuConfig.cmake", "/usr/lib/*/pkgconfig/zu.pc"],
+    "savesettings": ["/usr/bin/saveSettings", "/usr/bin/zudump", "/usr/share/man/man1/zudump.1.gz", MANUAL,
+                     f"{EXAMPLES}/inittab",
+                     *(f"{EXAMPLES}/{name}" for name in os.listdir(f"{ROOT}/demo/servers")),
+                     *(f"{EXAMPLES}/systemd/{name}" for name in os.listdir(f"{ROOT}/packaging/systemd"))],
+    "libzu-dev": ["/usr/include/zu/zutl_String.h", "/usr/lib/*/libzu.a", "/usr/lib/*/pkgconfig/zu.pc",
+                  "/usr/lib/*/cmake/zu/zuConfig.cmake"],
 }
 
 
-@unittest.skipUnless(all(map(shutil.which, NEEDED)), "one of %s is missing" % ", ".join(NEEDED))
+@unittest.skipUnless(all(map(shutil.which, NEEDED)), f"one of {NEEDED} is missing")
 class PackageTest(GuardedTest):
     def dpkg(self, *arguments):
-        """Acts on an empty system, which takes the packages of the real one for installed."""
+        """Runs dpkg on an empty system, in which the real one's packages count as installed."""
         return output_of("fakeroot", "dpkg", "--root=" + self.system, "--log=/dev/null", *arguments,
                          env={**os.environ, "PATH": "/usr/sbin:/usr/bin:/sbin:/bin"})
 
@@ -34,11 +35,13 @@ class PackageTest(GuardedTest):
         scratch = tempfile.mkdtemp()
         self.addCleanup(shutil.rmtree, scratch)
         build, self.system = os.path.join(scratch, "build"), os.path.join(scratch, "system")
-        output_of("cmake", "-S", ROOT, "-B", build, "-DCMAKE_INSTALL_PREFIX=/usr", "-DZU_BUILD_TESTS=OFF", "-DZU_BUILD_DEMO=OFF")
+        output_of("cmake", "-S", ROOT, "-B", build, "-DCMAKE_INSTALL_PREFIX=/usr", "-DZU_BUILD_TESTS=OFF",
+                  "-DZU_BUILD_DEMO=OFF")
         output_of("cmake", "--build", build, "-j2")
         output_of("cpack", cwd=build, umask=0o077)
         packages = glob.glob(build + "/*.deb")
-        output_of("lintian", "--allow-root", "--fail-on=error", *packages, env={**os.environ, "TMPDIR": scratch})
+        output_of("lintian", "--allow-root", "--fail-on=error", *packages,
+                  env={**os.environ, "TMPDIR": scratch})
 
         os.makedirs(self.system + "/var/lib/dpkg/info")
         os.mkdir(self.system + "/var/lib/dpkg/updates")
@@ -48,12 +51,14 @@ class PackageTest(GuardedTest):
             installed = self.dpkg("--listfiles", package).splitlines()
             self.assertEqual([wanted for wanted in contents if not fnmatch.filter(installed, wanted)], [])
 
-        self.assertEqual(output_of(self.system + "/usr/bin/saveSettings", "--version", env={}), "saveSettings %s\n" % VERSION)
-        with gzip.open(self.system + CONTENTS["savesettings"][3], "rt") as manual:
+        said = output_of(self.system + "/usr/bin/saveSettings", "--version", env={})
+        self.assertEqual(said, f"saveSettings {VERSION}\n")
+        with gzip.open(self.system + MANUAL, "rt") as manual:
             self.assertEqual(set(re.findall(r"saveSettings (\d[\d.]+\d)", manual.read())), {VERSION})
         self.assertIn("--json", output_of(self.system + "/usr/bin/zudump", "--help"))
-        build_with_pkg_config(os.path.join(scratch, "plain"), *glob.glob(self.system + "/usr/lib/*/pkgconfig"))
-        self.assertIn("zutl_SmartArray.h", output_of(os.path.join(scratch, "plain", "outside")))
+        config, = glob.glob(f"{self.system}/usr/lib/*/pkgconfig")
+        build_with_pkg_config(f"{scratch}/plain", config)
+        self.assertIn("zutl_SmartArray.h", output_of(f"{scratch}/plain/outside"))
 
         self.dpkg("--purge", *CONTENTS)
         self.assertEqual([name for name in os.listdir(self.system) if name != "var"], [])

@@ -1,4 +1,4 @@
-"""An application for the page's test. Takes over the settings of state.json at each SIGUSR1, except values with "13"."""
+"""An application for the page's test. At each SIGUSR1 it accepts all settings but values with "13"."""
 import json
 import os
 import re
@@ -18,7 +18,8 @@ while True:
             saved = re.findall(r"^  <([^>]*)>(.*)</\1>$", file.read(), re.M)
     for name, value in saved:
         if "13" in value:
-            state["refusals"].append({"name": name, "value": value, "reason": "%s: %s brings bad luck" % (name, value)})
+            reason = f"{name}: {value} brings bad luck"
+            state["refusals"].append({"name": name, "value": value, "reason": reason})
             continue
         for setting in state["settings"]:
             if setting["name"] == name:

