@@ -36,7 +36,7 @@ inline std::string toBytes(const zusl::Serializable& object) {
                                     : "toBin wrote another length";
 }
 
-// Reads from bytes that end where memory ends, so that reading one more ends the test.
+// Reads from bytes followed by inaccessible memory, so reading one more ends the test.
 inline unsigned int fromBytes(zusl::Serializable& object, const std::string& bytes) {
     static unsigned char* const end = [] {
         constexpr size_t most = 1 << 20;
@@ -48,7 +48,7 @@ inline unsigned int fromBytes(zusl::Serializable& object, const std::string& byt
     return object.fromBin(end - bytes.size(), static_cast<unsigned int>(bytes.size()));
 }
 
-// The text of the exception that the action throws; empty when it throws none.
+// Returns the text of the exception that the action throws; empty if it throws none.
 template <typename Action>
 std::string thrown(Action action) {
     try {
@@ -59,12 +59,12 @@ std::string thrown(Action action) {
     return std::string();
 }
 
-// An object of 4 bytes whose operations fail when told so, or report another number of bytes.
+// An object of 4 bytes whose operations fail or report another number of bytes, as the test wants.
 struct Unreliable : zusl::EndOfFile {
     enum Failure { none, exception, other } failure = none;
     unsigned int reported = 4;
 
-    void failWhenTold() const {
+    void failIfWanted() const {
         if (failure == exception)
             throw zutl::Exception("it failed");
         if (failure == other)
@@ -73,18 +73,17 @@ struct Unreliable : zusl::EndOfFile {
     unsigned int getTypeId() const override { return 99; }
     unsigned int getBinLength() const override { return 4; }
     unsigned int toBin(unsigned char* buffer) const override {
-        failWhenTold();
+        failIfWanted();
         std::memset(buffer, 'u', 4);
         return reported;
     }
     unsigned int fromBin(const unsigned char* /*data*/, unsigned int /*length*/) override {
-        failWhenTold();
+        failIfWanted();
         return reported;
     }
 };
 
-// What the error says behind its location, "FILE (LINE): ", for an error located in this file; else the whole
-// message.
+// Returns the message after its location, "FILE (LINE): ", if that is in this file; else the whole message.
 template <typename Action>
 std::string thrownIn(const std::string& file, Action action) {
     const std::string message = thrown(action);

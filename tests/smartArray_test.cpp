@@ -66,7 +66,7 @@ TEST(SmartArray, IsReleasedFromSeveralThreads) {
     handle.removeReference();
     for (std::thread& thread : threads)
         thread.join();
-    threads.clear(); // and with them the copies
+    threads.clear(); // with their copies
     EXPECT_EQ(Counted::alive, 0);
 }
 
@@ -77,8 +77,8 @@ TEST(SmartArray, HoldsATextUpToItsFirstZeroByte) {
     EXPECT_EQ(zutl::SmartArray<char>(zutl::String())[0], '\0');
 }
 
-TEST(Exception, ThatNobodyCatchesEndsTheProgramWithoutAWord) {
-    const auto die = []() noexcept { // abort, but with the work that is due at the end of a program
+TEST(Exception, EndsTheProgramSilentlyIfNotCaught) {
+    const auto die = []() noexcept { // exit instead of abort, so that a profile is written
         std::signal(SIGABRT, [](int) { std::exit(77); });
         zutl::throwError("Some::Class", "act() - failed");
     };

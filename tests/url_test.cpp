@@ -9,7 +9,7 @@ using namespace std::string_literals;
 
 namespace {
 
-// Every component in one line, so that a case shows at a glance which of them is wrong.
+// All components in one line.
 std::string components(const url& address) {
     std::string text = address.scheme + "|" + address.user + "|" + address.password + "|" + address.host +
                        "|" + std::to_string(address.port) + "|" + address.path + "|";
@@ -76,7 +76,7 @@ TEST(Url, DecodesEscapes) {
         url::decodeInPlace(inPlace, true);
         EXPECT_EQ(inPlace, plusAsSpace) << text;
     }
-    for (size_t length = 4050; length < 4120; ++length) { // around the pieces in which it works
+    for (size_t length = 4050; length < 4120; ++length) { // around the size of a block
         const std::string x(length, 'x');
         const String text(x + "+%41" + x + "%2b+%");
         EXPECT_EQ(url::decode(text, false), x + "+A" + x + "++%") << length;
@@ -84,7 +84,7 @@ TEST(Url, DecodesEscapes) {
     }
 }
 
-TEST(Url, EncodesWhatItIsTold) {
+TEST(Url, EncodesTheGivenCharacters) {
     EXPECT_EQ(url::encode("a@b", "@") + url::encode("50%", "") + url::encode("a/", nullptr), "a%40b50%25a/");
     EXPECT_EQ(url::encode(" #\xFF\"", "\xFF") + url::encode("\0/"s, "/"), " #%FF\"\0%2F"s);
 }

@@ -1,5 +1,4 @@
-// The cursor and the XML readers with the backend on pugixml, which the linker takes in place of the
-// library's own.
+// The cursor and the XML readers with the back end on pugixml, which the linker prefers to the library's.
 
 #include "zusl_List.h"
 #include "zusl_Map.h"
@@ -14,7 +13,7 @@ using zutl::String;
 using zuxml::DomIterator;
 using Settings = zusl::StringMap<String>;
 
-TEST(XmlCursor, TakesXmlFromElsewhere) {
+TEST(XmlCursor, ReadsXmlOfOtherWriters) {
     const std::tuple<const char*, const char*, const char*> cases[] = {
         {"\xEF\xBB\xBF<?xml version='1.0'?>\n<!DOCTYPE a [<!ENTITY b 'c'>]><!-- d --> <a/>\n<?e?><!-- f -->",
          "", "<a/>"},
@@ -33,7 +32,14 @@ TEST(XmlCursor, TakesXmlFromElsewhere) {
     }
 }
 
-TEST(XmlCursor, IsAtItsEndInWhatIsNoDocument) {
+template <typename T>
+static void expectUnread(const T& before, const char* xml) {
+    T object(before);
+    EXPECT_FALSE(object.fromXML(xml));
+    EXPECT_EQ(object, before);
+}
+
+TEST(XmlCursor, IsAtItsEndIfTheTextIsNotWellFormed) {
     for (const char* const xml : {"", " \n", "text", "<!-- -->", "<?xml version='1.0'?>", "<a", "<a>",
                                   "<a><b></a></b>", "</a>", "<a/><b/>", "a<a/>", "<a/>b", "<![CDATA[]]><a/>",
                                   "<a/><!--", "<a b=1/>", "<a b/>", "<a>]]><![CDATA[</a>", "<></>"}) {
@@ -48,18 +54,10 @@ TEST(XmlCursor, IsAtItsEndInWhatIsNoDocument) {
             EXPECT_FALSE(cursor.hasAttributes());
             EXPECT_EQ(cursor.getName() + cursor.getValue() + cursor.getAttribute("b") + cursor.toXML(), "");
         }
-        String text("before");
-        Integer number(7);
-        Settings map{{"before", ""}};
-        zusl::List<String> list{"before"};
-        EXPECT_FALSE(text.fromXML(xml));
-        EXPECT_FALSE(number.fromXML(xml));
-        EXPECT_FALSE(map.fromXML(xml));
-        EXPECT_FALSE(list.fromXML(xml));
-        EXPECT_EQ(text, "before");
-        EXPECT_EQ(number, 7);
-        EXPECT_EQ(map.count("before"), 1U);
-        EXPECT_EQ(list.size(), 1U);
+        expectUnread(String("before"), xml);
+        expectUnread(Integer(7), xml);
+        expectUnread(Settings{{"before", ""}}, xml);
+        expectUnread(zusl::List<String>{"before"}, xml);
     }
 }
 
@@ -95,7 +93,7 @@ TEST(XmlCursor, WalksTheElementsAndKeepsTheirDocument) {
     EXPECT_TRUE(cursor.atEnd());
 }
 
-TEST(XmlCursor, TakesNoStackForDepth) {
+TEST(XmlCursor, UsesNoStackForDepth) {
     const std::vector<String> levels(300001);
     const String xml = String::join(levels, "<a>") + "x" + String::join(levels, "</a>");
     const DomIterator root = DomIterator::parse(xml);
@@ -104,7 +102,7 @@ TEST(XmlCursor, TakesNoStackForDepth) {
     EXPECT_TRUE(root.searchChild("b").atEnd());
 }
 
-TEST(XmlReaders, TakeAValue) {
+TEST(XmlReaders, ReadAValue) {
     String text("before"), bytes(std::string(255, '\0'));
     std::iota(bytes.begin(), bytes.end(), '\1');
     for (const String& value : {bytes, String(" "), String("\r\n"), String("]]>&amp;<!-- a -->")}) {
@@ -133,7 +131,7 @@ TEST(XmlReaders, KeepBytesWhateverTheDeclaredEncoding) {
     }
 }
 
-TEST(XmlReaders, TakeAMap) {
+TEST(XmlReaders, ReadAMap) {
     const Settings full{{" a\n", "1"}, {"b", ""}, {"c<&", "<&>"}, {"d", " \r\n"}};
     Settings map{{"before", ""}};
     EXPECT_TRUE(map.fromXML(full.toXML("R").c_str()));
@@ -145,14 +143,14 @@ TEST(XmlReaders, TakeAMap) {
         map.fromXML("<n:any xmlns:n='u'><!-- a -->\n <x a='b' zu:displayName = 'k'>1</x> text <n:y>2</n:y>"
                     "<item zu:displayName=\"k\">3</item></n:any>"));
     EXPECT_EQ(map, (Settings{{"k", "1"}, {"n:y", "2"}}));
-    // Another prefix for the schema, and one that stands for something else.
+    // Another prefix for the schema, and one for another namespace.
     EXPECT_TRUE(map.fromXML(
         "<R xmlns:s='http://zu.example/SettingsSchema' xmlns:o='urn:o'><i o:displayName='o' "
         "u:displayName='u' s:x='x' s:displayName='k'>1</i><y o:displayName='o' displayName='p'>2</y></R>"));
     EXPECT_EQ(map, (Settings{{"k", "1"}, {"y", "2"}}));
 }
 
-TEST(XmlReaders, TakeAList) {
+TEST(XmlReaders, ReadAList) {
     const zusl::List<String> full{"a", "", "<&>", "\r\n"};
     zusl::List<String> list{"before"};
     EXPECT_TRUE(list.fromXML(full.toXML("L").c_str()));
@@ -165,7 +163,7 @@ TEST(XmlReaders, TakeAList) {
     EXPECT_EQ(maps.front()["a"], "1");
 }
 
-TEST(XmlReaders, TellMissingMemoryFromAMissingDocument) {
+TEST(XmlReaders, ThrowIfMemoryRunsOut) {
     pugi::set_memory_management_functions([](size_t) -> void* { return nullptr; }, std::free);
     EXPECT_THROW(DomIterator::parse("<a/>"), std::bad_alloc);
     pugi::set_memory_management_functions(std::malloc, std::free);

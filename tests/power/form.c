@@ -14,13 +14,7 @@ enum { valueLength = 80, smallest = 100, largestOrdinary = 30 * 1024 };
 static char body[largestForm + 1024]; // what the browser posts
 static char text[2 * largestForm];    // what the settings file then holds
 
-static uint64_t next(uint64_t* state) {
-    *state = *state * 6364136223846793005u + 1442695040888963407u;
-    return *state >> 33;
-}
-
-// Makes `body` and `text`. Every power of two from 128 bytes on is as likely to be the form's order of
-// magnitude.
+// Makes `body` and `text`. For length 0, each order of magnitude from 128 bytes on is equally likely.
 static void makeForm(uint64_t number, size_t length) {
     static uint64_t madeNumber;
     static size_t madeLength;
@@ -28,10 +22,8 @@ static void makeForm(uint64_t number, size_t length) {
         return;
     madeNumber = number;
     madeLength = length;
-    uint64_t state = number;
-    next(&state);
-    const uint64_t magnitude = 7 + next(&state) % 9;
-    const size_t ordinary = smallest + next(&state) % (1u << magnitude);
+    srand((unsigned)number);
+    const size_t ordinary = smallest + (size_t)rand() % (128u << rand() % 9);
     if (length == 0)
         length = ordinary < largestOrdinary ? ordinary : largestOrdinary;
     char* b = body + sprintf(body, "a00000=%llu", (unsigned long long)number);
@@ -39,7 +31,7 @@ static void makeForm(uint64_t number, size_t length) {
     for (int field = 1; b < body + length; ++field) {
         char value[valueLength + 1] = "";
         for (int i = 0; i < valueLength; ++i)
-            value[i] = (char)('a' + next(&state) % 26);
+            value[i] = (char)('a' + rand() % 26);
         b += sprintf(b, "&a%05d=%s", field, value);
         t += sprintf(t, "  <a%05d>%s</a%05d>\n", field, value, field);
     }
@@ -87,7 +79,7 @@ enum Answer postForm(const char* program, uint64_t number, size_t length) {
     return strncmp(word, "success=false", 13) == 0 ? refused : confirmed;
 }
 
-long storedForm(size_t length) {
+long storedForm(void) {
     static char stored[2 * largestForm];
     const int file = open("settings_xml.txt", O_RDONLY);
     if (file < 0)
@@ -100,10 +92,16 @@ long storedForm(size_t length) {
     stored[size] = '\0';
     if (sscanf(stored, "<Settings>\n  <a00000>%llu</a00000>", &number) != 1)
         return -1;
-    makeForm(number, length);
+    makeForm(number, 0);
     return (size_t)size == strlen(text) && memcmp(stored, text, (size_t)size) == 0 ? (long)number : -1;
 }
 
 const char* formText(void) {
     return text;
+}
+
+void writeText(const char* path, const char* value) {
+    FILE* const file = fopen(path, "w");
+    fputs(value, file);
+    fclose(file);
 }

@@ -11,9 +11,11 @@ enum Answer { noAnswer, refused, confirmed };
 enum { largestForm = 1 << 20 };
 enum Answer postForm(const char* program, uint64_t number, size_t length);
 
-// Returns the number of the form of that length that "settings_xml.txt" in the working directory holds, whole
-// and alone; 0 if there is no file, -1 if it holds anything else.
-long storedForm(size_t length);
+// Returns the number of the form of length 0 whose text "settings_xml.txt" in the working directory is; 0 if
+// there is no file, -1 if it holds anything else.
+long storedForm(void);
 
 // Returns the settings file's text for the last of these forms.
 const char* formText(void);
+
+void writeText(const char* path, const char* text);

@@ -1,11 +1,10 @@
-// The first process of the virtual machine. Loads the kernel modules in /modules, then carries out /plan, one
-// medium a line: ACTION FILESYSTEM DEVICE START SIZE PROGRAM OPTIONS. The actions:
+// The first process of the virtual machine. Loads the kernel modules in /modules, then executes /plan, one
+// medium per line: ACTION FILESYSTEM DEVICE START SIZE PROGRAM OPTIONS. The actions:
 //
 //     save     saves numbered forms as fast as it can, until the power is cut
 //     link     the same, with a symbolic link as settings file
 //     check    reports what a power cut has left
-//     memory   see small.h
-//     time     see small.h
+//     memory, time    see small.h
 //
 // UBIFS and JFFS2 use the kernel's flash in memory: from START on, to be formatted; to check, the medium is
 // copied from the disk to its beginning. OPTIONS are mount options or "-".
@@ -57,8 +56,7 @@ static bool is(const char* word, const char* other) {
     return strcmp(word, other) == 0;
 }
 
-// --- Media
-// ----------------------------------------------------------------------------------------------------------
+// --- Media ---
 
 static int openDevice(const char* format, const char* name, int number, int flags) {
     char path[64];
@@ -71,10 +69,8 @@ static long readNumber(const char* format, int device) {
     long number = -1;
     snprintf(path, sizeof path, format, device);
     FILE* const file = fopen(path, "r");
-    if (file == NULL)
+    if (file == NULL || fscanf(file, "%ld", &number) != 1)
         return -1;
-    if (fscanf(file, "%ld", &number) != 1)
-        number = -1;
     fclose(file);
     return number;
 }
@@ -170,8 +166,7 @@ static bool enterHtml(const struct Medium* medium) {
     return chdir(medium->directory) == 0 && chdir("app/html") == 0;
 }
 
-// The host finds the marks in the sector after a disk's file system, or in memory that the kernel leaves
-// alone.
+// The marks are in the sector after a disk's file system, or in memory reserved from the kernel.
 static void openMarks(struct Medium* medium) {
     const bool isDisk = medium->flash == 0;
     const int file =
@@ -191,8 +186,7 @@ static void mark(const struct Medium* medium, int which, uint64_t form) {
          medium, "mark");
 }
 
-// --- Actions
-// --------------------------------------------------------------------------------------------------------
+// --- Actions ---
 
 // Returns the number of files in the working directory that killed requests have left.
 static int leftOvers(void) {
@@ -212,9 +206,8 @@ static void prepare(struct Medium* medium) {
     must(enterHtml(medium), medium, "html");
     if (is(medium->action, "link"))
         must(symlink("target", "settings_xml.txt") == 0, medium, "link");
-    const int marker = open("pid.cgi", O_WRONLY | O_CREAT, 0644);
-    must(write(marker, "app", 3) == 3 && syncfs(marker) == 0, medium, "pid.cgi");
-    close(marker);
+    writeText("pid.cgi", "app");
+    sync();
 }
 
 static void saveForever(const struct Medium* medium) {
@@ -236,7 +229,7 @@ static const char* saveNext(const struct Medium* medium, long form) {
     close(old);
     if (answer != confirmed)
         return "refused";
-    if (storedForm(0) != form)
+    if (storedForm() != form)
         return "not-stored";
     if (!isReplaced)
         return "not-renamed";
@@ -247,7 +240,7 @@ static const char* saveNext(const struct Medium* medium, long form) {
 // form, -2: no file system), the number of files that killed requests have left, and what the next save did.
 static void check(struct Medium* medium) {
     if (mountMedium(medium) && enterHtml(medium)) {
-        const long form = storedForm(0);
+        const long form = storedForm();
         const int left = leftOvers();
         printf("state %d %ld %d %s\n", medium->number, form, left, saveNext(medium, form > 0 ? form + 1 : 1));
     } else {
@@ -256,8 +249,7 @@ static void check(struct Medium* medium) {
     unmountMedium(medium);
 }
 
-// --- Start
-// ----------------------------------------------------------------------------------------------------------
+// --- Start ---
 
 static void loadModules(void) {
     char path[256], parameters[256];
@@ -277,9 +269,7 @@ static void reportFlash(void) {
     char line[512], size[32];
     snprintf(size, sizeof size, " %ld ",
              readNumber("/sys/class/mtd/mtd%d/size", 0) + pageSize); // with its guard page
-    FILE* const control = fopen("/proc/sys/kernel/kptr_restrict", "w");
-    fprintf(control, "1"); // root sees addresses
-    fclose(control);
+    writeText("/proc/sys/kernel/kptr_restrict", "1");                // root sees addresses
     FILE* const areas = fopen("/proc/vmallocinfo", "r");
     while (fgets(line, sizeof line, areas) != NULL)
         if (strstr(line, size) != NULL)
@@ -287,23 +277,23 @@ static void reportFlash(void) {
     fclose(areas);
 }
 
-static void carryOut(struct Medium* medium, bool* isSaver) {
+// Returns true if the medium is to be saved to, which starts after all media are prepared.
+static bool carryOut(struct Medium* medium, char* firstArgument) {
     if (is(medium->action, "check")) {
         check(medium);
-        return;
+        return false;
     }
     prepare(medium);
     if (is(medium->action, "memory"))
-        measureMemory(medium->program);
+        measureMemory(medium->program, firstArgument);
     else if (is(medium->action, "time"))
         measureTime(medium->fileSystem, medium->program);
     else
-        *isSaver = true;
+        return true;
+    return false;
 }
 
 int main(int argumentCount, char* arguments[]) {
-    if (argumentCount > 0 && is(arguments[0], "app"))
-        return runApplication();
     if (argumentCount > 0 && is(arguments[0], "/nothing"))
         return 0;
     setvbuf(stdout, NULL, _IOLBF, 0);
@@ -323,7 +313,7 @@ int main(int argumentCount, char* arguments[]) {
                                           m->device, &m->start, &m->size, m->program, m->options) == 7;
          m = &media[++count]) {
         m->number = count;
-        carryOut(m, &isSaver[count]);
+        isSaver[count] = carryOut(m, arguments[0]);
     }
     for (int i = 0; i < count; ++i) {
         if (!isSaver[i])

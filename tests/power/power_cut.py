@@ -151,7 +151,7 @@ class Cut:
         self.disks = [subject for subject in subjects if subject.file_system in MAKE_DISK]
         self.flashes = [subject for subject in subjects if subject.file_system not in MAKE_DISK]
 
-    def run(self, failures):
+    def run(self):
         with scratch_folder() as self.folder:
             with open(f"{self.folder}/states", "wb") as self.image:
                 self.save()
@@ -162,7 +162,6 @@ class Cut:
                             os.pwrite(self.image.fileno(), content, slot + block * BLOCK)
                 self.image.truncate(len(self.states) * DISK_SIZE)
             self.check()
-            self.keep_failures(failures)
         return self.states
 
     def disk(self, number):
@@ -232,20 +231,10 @@ class Cut:
                 if words[0] == "state":
                     state = self.states[int(words[1])]
                     state.form, state.left_overs, state.next_save = int(words[2]), int(words[3]), words[4]
-
-    def keep_failures(self, folder):
-        """Prints what went wrong, and keeps the first medium of each kind."""
-        for number, state in enumerate(self.states):
-            verdict, subject = state.verdict(), state.subject
-            if verdict == "good" or subject.fault:
-                continue
-            forms = f"form {state.form} of {state.confirmed}..{state.started}"
-            print(f"{subject}: {verdict}: {forms}, {state.how}", flush=True)
-            kept = f"{folder}/{subject}-{verdict}.img"
-            if not os.path.exists(kept):
-                os.makedirs(folder, exist_ok=True)
-                output("dd", "status=none", "conv=sparse", f"bs={DISK_SIZE}", f"skip={number}", "count=1",
-                       f"if={self.folder}/states", f"of={kept}")
+        for state in self.states:
+            if state.verdict() != "good" and not state.subject.fault:
+                print(f"{state.subject}: {state.verdict()}: form {state.form} of "
+                      f"{state.confirmed}..{state.started}, {state.how}", flush=True)
 
 
 # --- The campaign ---
@@ -300,7 +289,7 @@ def main():
         cuts = []
         for number, run in enumerate(runs):
             cut = Cut(kernel, programs, *run, random.Random(f"{options.seed} {number}"))
-            cuts.append(pool.submit(cut.run, f"{options.work}/failed"))
+            cuts.append(pool.submit(cut.run))
         try:
             for number, cut in enumerate(concurrent.futures.as_completed(cuts), 1):
                 checked = [state for state in cut.result() if not state.subject.fault]

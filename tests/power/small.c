@@ -14,14 +14,10 @@
 #include <time.h>
 #include <unistd.h>
 
-enum { kilobyte = 1024, chunk = 256, left = 16 * 1024, sharedDescriptor = 9 }; // the amounts in KB
+enum { kilobyte = 1024, chunk = 256, left = 16 * 1024 }; // the amounts in KB
 
-// What the application and the measurement share.
-struct Shared {
-    volatile long wanted, held; // KB that the application shall hold, and holds
-    volatile long signals;
-};
-static struct Shared* shared;
+// Shared with the application: the KB that it should hold, and that it holds.
+static struct { volatile long wanted, held; } * shared;
 
 static long freeMemory(void) {
     char line[128];
@@ -42,32 +38,17 @@ static bool takeMemory(void) {
     return true;
 }
 
-static void* share(int descriptor) {
-    return mmap(NULL, sizeof(struct Shared), PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
-}
-
-static void countSignal(int number) {
-    (void)number;
-    ++shared->signals;
-}
-
-int runApplication(void) {
-    shared = share(sharedDescriptor);
-    signal(SIGUSR1, countSignal);
+// Starts an application that takes memory. Its first argument is "app", written over that of this process.
+static pid_t startApplication(char* firstArgument) {
+    shared = mmap(NULL, sizeof *shared, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    const pid_t application = fork();
+    if (application != 0)
+        return application;
+    strcpy(firstArgument, "app");
+    signal(SIGUSR1, SIG_IGN);
     for (;; usleep(1000))
         while (shared->held < shared->wanted && takeMemory())
             shared->held += chunk;
-}
-
-static pid_t startApplication(void) {
-    const int file = memfd_create("shared", 0);
-    if (ftruncate(file, sizeof(struct Shared)) != 0 || dup2(file, sharedDescriptor) < 0)
-        abort();
-    shared = share(sharedDescriptor);
-    const pid_t application = fork();
-    if (application == 0)
-        execl("/init", "app", NULL);
-    return application;
 }
 
 // Returns false if the application has ended.
@@ -81,16 +62,10 @@ static bool letItHold(pid_t application, long amount) {
     return true;
 }
 
-static void set(const char* path, const char* value) {
-    FILE* const file = fopen(path, "w");
-    fputs(value, file);
-    fclose(file);
-}
-
-// Never chosen when memory runs out: it represents memory that the device does not have.
+// Represents memory that the device does not have: the kernel must not choose it when memory runs out.
 static void lockMemoryAway(void) {
-    set("/proc/self/oom_score_adj", "-1000");
-    set("/proc/sys/vm/drop_caches", "3");
+    writeText("/proc/self/oom_score_adj", "-1000");
+    writeText("/proc/sys/vm/drop_caches", "3");
     mlockall(MCL_CURRENT | MCL_FUTURE);
     while (freeMemory() > left && takeMemory())
         ;
@@ -99,13 +74,13 @@ static void lockMemoryAway(void) {
         pause();
 }
 
-void measureMemory(const char* program) {
+void measureMemory(const char* program, char* firstArgument) {
     static const size_t lengths[] = {1024, 64 * 1024, 1024 * 1024};
     const long rounds = 10;
     signal(SIGPIPE, SIG_IGN); // of requests that are killed
     uint64_t number = 1;
-    postForm(program, number, largestForm); // takes the memory that the posts below need in this process
-    const pid_t application = startApplication();
+    postForm(program, number, largestForm); // touches the memory that the posts below use
+    const pid_t application = startApplication(firstArgument);
     if (fork() == 0)
         lockMemoryAway();
     while (freeMemory() > left)
@@ -142,8 +117,7 @@ static void writeDirectly(void) {
     close(file);
 }
 
-// Returns the mean time of posting a form of 4 KB to the program, or if there is none of writing the same
-// text.
+// Returns the mean time of posting a form of 4 KB to the program or, without one, of writing the same text.
 static double meanTime(const char* program) {
     const int rounds = 50;
     postForm(program != NULL ? program : "/nothing", 1, 4096); // makes the text
