@@ -4,7 +4,7 @@
 #include "zusl_List.h"
 #include "zusl_Map.h"
 
-// What is accepted is written back to the same bytes from `sameFrom` on, or to bytes that read back equal.
+// Accepted bytes are written back the same from `sameFrom` on; what is written reads back equal.
 template <typename T, size_t sameFrom = Text::npos>
 static void check(const Text& bytes) {
     T object, again;
@@ -16,9 +16,9 @@ static void check(const Text& bytes) {
     require(taken <= bytes.size());
     if (sameFrom != Text::npos)
         require(encoded.substr(sameFrom) == bytes.substr(sameFrom, taken - sameFrom));
-    // What follows an object is not looked at, and no beginning of an object is one.
-    for (const Text& behind : {Text(), bytes})
-        require(fromBytes(again, encoded + behind) == encoded.size() && toBytes(again) == encoded);
+    // Bytes after an object are ignored, and no beginning of an object is one.
+    for (const Text& more : {Text(), bytes})
+        require(fromBytes(again, encoded + more) == encoded.size() && toBytes(again) == encoded);
     require(thrown([&] { fromBytes(again, encoded.substr(0, bytes.size() % encoded.size())); }) ==
             fromBinFailed);
 }

@@ -1,4 +1,4 @@
-// Fuzzes a form on its way to the text of the settings file.
+// Fuzzes the path of a form to the text of the settings file.
 
 #include "fuzzing.h"
 #include "settingsFile.h"
@@ -35,7 +35,7 @@ static void check(const Text& form, const Settings& params) {
     require(fields == std::map<Text, Text>(params.begin(), params.end()));
 }
 
-// The environment; setenv would keep every value that it was ever given.
+// The environment, because setenv leaks every value.
 static char query[16384] = "QUERY_STRING=", length[32] = "CONTENT_LENGTH=";
 static char* variables[] = {query, length, nullptr};
 

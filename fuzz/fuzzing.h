@@ -1,5 +1,5 @@
 #pragma once
-// What the fuzzers share. They hold the code against the plain procedures of its documents, at any cost.
+// Shared by the fuzzers, which compare the code with simple implementations of what the documents say.
 
 #include "bytes.h"
 #include "zutl_String.h"
@@ -32,14 +32,14 @@ inline Text plainDecode(const Text& text, bool plusAsSpace) {
     return result;
 }
 
-// Adds the processor time to the final statistics: unlike the clock's, it does not depend on what else runs.
+// Adds the processor time to the final statistics. Unlike the clock's, it does not depend on other processes.
 inline const struct ProcessorTime {
     ~ProcessorTime() {
         std::fprintf(stderr, "stat::processor_ms: %ld\n", std::clock() / (CLOCKS_PER_SEC / 1000));
     }
 } processorTime;
 
-// Each fuzzer is one such function.
+// Each fuzzer defines this function.
 void fuzz(FuzzedDataProvider& input);
 
 extern "C" inline __attribute__((used)) int LLVMFuzzerTestOneInput(const std::uint8_t* data, size_t size) {

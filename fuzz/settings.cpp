@@ -1,4 +1,4 @@
-// Fuzzes the text of a settings file on its way into an application, and a value against a pattern.
+// Fuzzes the reader of settings files, and the check of values.
 
 #include "fuzzing.h"
 #include "plainSettings.h"

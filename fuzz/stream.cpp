@@ -1,4 +1,4 @@
-// Fuzzes the memory stream: two of them under a sequence of operations, beside a plain model of each.
+// Fuzzes two memory streams with a sequence of operations, and compares each with a simple model.
 
 #include "fuzzing.h"
 #include "zusl_MemIOStream.h"
@@ -11,7 +11,7 @@
 using zusl::MemIOStream;
 using zusl::Serializable;
 
-// A stream, and what it should hold.
+// A stream and the records that it should hold.
 struct Subject {
     MemIOStream stream;
     std::deque<Text> records;
@@ -39,7 +39,7 @@ static void write(Subject& subject, const Serializable& object) {
     require(subject.stream.write(object) == encoded.size() + 8);
 }
 
-// Without an object: skips. The texts of the errors are for the tests.
+// Reads, peeks or, without an object, skips.
 static void read(Subject& subject, Serializable* object, bool consumes) {
     auto& [stream, records] = subject;
     const bool isRead =
@@ -102,6 +102,6 @@ void fuzz(FuzzedDataProvider& input) {
         else if (subject.content().size() + other.content().size() < 5000)
             write(subject, operation == 0 ? other.stream : *object);
     }
-    check(subjects[0]); // the beginning of an input is an input, too
+    check(subjects[0]);
     check(subjects[1]);
 }

@@ -2,7 +2,7 @@
 
 #include "fuzzing.h"
 
-// Where the section that opens at the position closes.
+// Returns the end of the section that opens at this position.
 static size_t sectionEnd(const Text& text, size_t open) {
     const Text ends{text[open], '\\'};
     size_t found = text.find_first_of(ends, open + 1);

@@ -7,8 +7,8 @@
 
 using zutl::url;
 
-// What stands in the way of reading back: a "?" before the host, a "/" at the beginning of a path without
-// authority, a ":" without scheme, a scheme alone.
+// Returns false for addresses that cannot be read back: a "?" before the host, a "/" at the beginning of a
+// path without authority, a ":" without scheme, a scheme alone.
 static bool readsBack(const url& address) {
     const Text user = address.user.empty() ? "" : address.user + ":" + address.password;
     const bool hasAuthority = !user.empty() || !address.host.empty() || address.port >= 0;
@@ -25,7 +25,7 @@ static void checkPrinting(url address) {
     const url again(text);
     if (!readsBack(address))
         return;
-    if (address.user.empty()) // a password alone is not printed, nor a negative port
+    if (address.user.empty()) // a password without user and a negative port are not printed
         address.password.clear();
     address.port = std::max<int>(address.port, -1);
     const auto parts = [](const url& u) {

@@ -1,4 +1,4 @@
-// Fuzzes the cursor with any text, and the XML readers with what the writers wrote.
+// Fuzzes the cursor with any text, and the XML readers with the writers' output.
 
 #include "fuzzing.h"
 #include "zusl_List.h"
@@ -39,7 +39,7 @@ static void checkList(const String& text) {
 
 static void checkMap(const String& text) {
     zusl::StringMap<String> map, again;
-    for (const String& key : text.tokenize(" \"&", "")) // keys are written as they are
+    for (const String& key : text.tokenize(" \"&", "")) // keys are not escaped
         map["k" + key] = text.c_str();
     require(again.fromXML(map.toXML().c_str()) == !map.empty() && again == map);
 }

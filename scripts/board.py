@@ -36,7 +36,7 @@ def read(path):
 
 
 def board_files(build, demo):
-    """Returns the board's root file system, laid out as docs/deploy.md says for busybox httpd."""
+    """Returns the board's root file system, with the layout of docs/deploy.md for busybox httpd."""
     def text(content, mode=0o100644):
         return (mode, content.encode())
 

@@ -48,7 +48,7 @@ need_packages() {
     "${as_root[@]}" bash -s "${missing[@]}" <<'INSTALL'
         set -e
         export DEBIAN_FRONTEND=noninteractive
-        # A web server's package would start it as a system service; this policy says no while we install.
+        # Web servers' packages would start system services; this policy forbids it during the installation.
         policy=/usr/sbin/policy-rc.d
         if [ ! -e "$policy" ]; then
             trap 'rm -f "$policy"' EXIT

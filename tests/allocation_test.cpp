@@ -1,4 +1,4 @@
-// Every operation that allocates, with each of its allocations failing once.
+// Each allocation of each operation fails once.
 
 #include "bytes.h"
 #include "failingNew.h"
@@ -19,11 +19,11 @@ using Settings = zusl::StringMap<String>;
 
 namespace {
 
-// What a failed allocation may look like from outside, and what the object then is: as it was before, or with
-// `usable` at least whole and fit to be assigned to.
+// The permitted results of a failed allocation. The object must be unchanged or, with `usable`, at least
+// valid.
 enum : unsigned { badAlloc = 1, exception = 2, gaveFalse = 4, usable = 8 };
 
-int injected = 0; // failures, of all operations until now
+int injected = 0; // failures of all operations
 
 template <typename T, typename Action>
 void failEach(const char* name, const T& before, unsigned allowed, Action action) {
@@ -61,7 +61,7 @@ const String text("  some <b>text</b> & more of it, longer than 'what a string' 
 const Texts texts{text, "another text that needs memory of its own", text};
 const Settings settings{{text, text}, {"a key that needs memory of its own", "value"}, {"k", text}};
 
-// Gives one record that it has to allocate.
+// Returns one record in memory that it allocates.
 struct Source : zusl::MemIOStream {
     bool readNextObject(unsigned char*& data, unsigned int& length) override {
         return (data = new unsigned char[length = 8]()) != nullptr;
@@ -70,7 +70,7 @@ struct Source : zusl::MemIOStream {
 
 } // namespace
 
-// The operations of a row fail one after the other: each allocation of the row has its turn.
+// If a row has several operations, the allocations of all of them fail in turn.
 TEST(Allocation, TextsAndUrls) {
     const TemporaryFile file(text);
     const auto each = [](const char* name, auto action) { failEach(name, text, badAlloc, action); };

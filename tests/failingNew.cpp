@@ -1,5 +1,5 @@
-// In a program under test the environment tells what fails: FAIL_ALLOCATION is the number of the allocation.
-// With COUNT_ALLOCATIONS set, their number goes to standard error at the end.
+// In a program under test, the environment variable FAIL_ALLOCATION is the number of the allocation that
+// fails. If COUNT_ALLOCATIONS is set, the number of allocations is printed on standard error at the end.
 
 #include "failingNew.h"
 
@@ -50,7 +50,7 @@ void operator delete(void* memory, std::size_t /*size*/) noexcept {
     operator delete(memory);
 }
 
-// The array forms of the C++ library call these by themselves, those of a sanitizer do not.
+// The array operators of the C++ library call those above, but the ones of a sanitizer do not.
 void* operator new[](std::size_t size) {
     return operator new(size);
 }

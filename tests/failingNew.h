@@ -1,5 +1,5 @@
 #pragma once
-// An operator new that counts, and fails when it is told to. Whatever links failingNew.cpp allocates with it.
+// An operator new that counts, and fails on demand. It replaces the one of programs that link failingNew.cpp.
 
 namespace allocations {
 

@@ -27,7 +27,7 @@ class HardeningTest(unittest.TestCase):
     def test_is_position_independent(self):
         self.assertRegex(readelf("--file-header"), r"Type: +DYN \(Position-Independent Executable file\)")
 
-    def test_linker_marks_relocated_data(self):
+    def test_relocated_data_becomes_read_only(self):
         self.assertIn("GNU_RELRO", dict(self.segments))
         dynamic = readelf("--dynamic")
         self.assertRegex(dynamic, r"\(FLAGS\) .*\bBIND_NOW\b")
@@ -37,11 +37,11 @@ class HardeningTest(unittest.TestCase):
         self.assertEqual(dict(self.segments)["GNU_STACK"], "RW ")
         self.assertEqual([flags for _, flags in self.segments if "W" in flags and "E" in flags], [])
 
-    def test_functions_guard_their_stack_and_calls_of_the_c_library_their_buffers(self):
+    def test_stack_and_buffers_are_protected(self):
         self.assertIn("__stack_chk_fail", self.symbols)
         self.assertRegex(readelf("--symbols", LIBRARY), r"\bUND +__vsnprintf_chk\b")
 
-    def test_jumps_land_only_where_they_may(self):
+    def test_indirect_jumps_are_protected(self):
         machine = re.search(r"Machine: +(.+)", readelf("--file-header"))[1]
         marks = {"Advanced Micro Devices X86-64": (r"\bIBT, SHSTK\b", r"\bendbr64\b"),
                  "AArch64": (r"\bBTI, PAC\b", r"\b(paciasp|bti)\b")}

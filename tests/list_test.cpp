@@ -12,12 +12,12 @@ using Texts = zusl::List<String>;
 
 namespace {
 
-// Elements that may fail, so that the list cannot tell its length without writing them.
+// Elements that may fail, so the list must serialize them to find its length.
 struct Fragile : Unreliable {
     explicit Fragile(Failure mode = none) { failure = mode; }
 };
 
-// The bytes of a list with these two numbers in front and these elements.
+// Returns the bytes of a list that begins with these two numbers and has these elements.
 std::string encoded(int type, int count, const std::vector<const char*>& elements) {
     MemIOStream stream;
     stream << Integer(type) << Integer(count);
@@ -72,7 +72,7 @@ TEST(List, ChecksWhatItReads) {
     EXPECT_EQ(thrown([&] { fromBytes(markers, toBytes(markers)); }), fromBinFailed);
 }
 
-TEST(List, SerializesBehindWhatAStreamHolds) {
+TEST(List, SerializesToTheEndOfAStream) {
     zusl::List<Fragile> list;
     list.emplace_back();
     EXPECT_EQ(toBytes(list).size(), 28U + 12U);
@@ -84,12 +84,12 @@ TEST(List, SerializesBehindWhatAStreamHolds) {
         MemIOStream stream;
         stream.write(Integer(9));
         EXPECT_EQ(list.serialize(stream), !fails);
-        EXPECT_EQ(stream.count(), fails ? 4U : 5U); // the records until then stay
+        EXPECT_EQ(stream.count(), fails ? 4U : 5U); // the records before it stay
         list.pop_back();
     }
 }
 
-TEST(List, AsXml) {
+TEST(List, WritesXml) {
     EXPECT_EQ((Texts{"ab", ""}).toXML(),
               "<zutl_StringList><zutl_String>ab</zutl_String><zutl_String/></zutl_StringList>");
     EXPECT_EQ(Texts().toXML("L"), "<L></L>");

@@ -5,7 +5,7 @@
 
 using Settings = zusl::StringMap<zutl::String>;
 
-TEST(Map, InsertTakesEveryKindOfTextsAndKeepsTheFirstValueOfAKey) {
+TEST(Map, InsertAcceptsAnyTextAndKeepsTheFirstValueOfAKey) {
     Settings map;
     const std::string standard = "a";
     const zutl::String own = "b";

@@ -53,7 +53,7 @@ const std::string notConverted = "couldn't convert object to binary data";
 
 zusl::Serializable* const any = nullptr;
 
-// An input stream with one raw object, and then none in no bytes.
+// An input stream with one raw object and then an empty one.
 struct RawSource : MemIOStream {
     unsigned int left = 2;
     bool readNextObject(unsigned char*& data, unsigned int& length) override {
@@ -65,7 +65,7 @@ struct RawSource : MemIOStream {
     }
 };
 
-// Claims more than 32 bits can hold.
+// Its length does not fit into the stream.
 struct Enormous : Unreliable {
     unsigned int getBinLength() const override { return 0xFFFFFFFF; }
 };
@@ -233,7 +233,7 @@ TEST(MemIOStream, IsUnchangedAfterAFailedWrite) {
 
 namespace {
 
-// Does something with the stream while it is written to it.
+// Calls an operation of the stream that it is being written to.
 struct Meddler : Unreliable {
     Meddler(MemIOStream& out, void (*action)(MemIOStream&)) : stream(out), act(action) {}
     MemIOStream& stream;
@@ -313,7 +313,7 @@ TEST(MemIOStream, TransfersRawObjects) {
               "readNextObject() - not implemented");
 }
 
-TEST(MemIOStream, RefusesToReadWhatIsNotThere) {
+TEST(MemIOStream, RefusesToReadMissingOrOtherRecords) {
     MemIOStream empty, numbers, closed, five = rawStream("12345"),
                                         cut = rawStream(unhex(seven).substr(0, 11));
     numbers.write(Integer(7));

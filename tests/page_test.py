@@ -1,4 +1,4 @@
-"""The settings page in a real browser, with the gateway behind a real web server."""
+"""The settings page in a real browser, with a real web server and the gateway."""
 import itertools
 import json
 import os
@@ -288,7 +288,7 @@ class PageTest(GuardedTest):
                 self.assert_banner("Saved" if word == "restarted" else title)
                 self.assertEqual(self.browser.current_url, self.url + "?tab=3")
 
-    def test_an_application_that_does_not_confirm_is_named(self):
+    def test_settings_without_confirmation_are_listed(self):
         application = self.start_application()
         self.open()
         application.send_signal(signal.SIGSTOP)
@@ -297,14 +297,14 @@ class PageTest(GuardedTest):
         self.assert_banner("Saved, but not confirmed", "", ["Mode"])
         self.assertEqual(self.note("mode", "now"), "In use: Automatic")
 
-    def test_a_server_that_refuses_is_shown(self):
+    def test_failure_of_the_server_is_shown(self):
         self.open()
         os.remove(self.device.path("saveSettings"))
         self.save({"mode": "off"}, "It is not certain that anything was saved", "status 404")
         self.assertEqual((self.control("mode").get_property("value"), self.has_changes()), ("off", True))
         self.save({"mode": "eco"}, "It is not certain that anything was saved")  # the form can be used again
 
-    def test_leaving_with_changes_is_warned_of(self):
+    def test_warns_before_leaving_with_changes(self):
         self.open()
         for name, other in OTHER.items():
             with self.subTest(name=name):
@@ -320,7 +320,7 @@ class PageTest(GuardedTest):
         self.assert_banner("Defaults restored")
         self.assertEqual((self.entered(), self.has_changes()), ({**IN_USE, "target": "20"}, True))
 
-    def test_a_state_that_cannot_be_read_is_said_and_read_again(self):
+    def test_unreadable_state_is_reported_and_can_be_read_again(self):
         choice = b'{"settings": [{"name": "a", "value": "1", "type": "choice"%s}]}'
         for content in (None, b"", b"{", b"[]", b"null", b'{"settings": {}}', b'{"settings": [null]}',
                         b'{"settings": [{"name": "a", "value": 1}]}', choice % b"",
@@ -359,7 +359,7 @@ class PageTest(GuardedTest):
         self.assertEqual([self.control(name).get_property("value") for name in own], ["Hall"] * len(own))
         self.assertEqual(self.complaints(), [])
 
-    def test_the_keyboard_alone_will_do(self):
+    def test_works_with_the_keyboard_alone(self):
         def press(keys):
             ActionChains(self.browser).send_keys(keys).perform()
             return self.active()
@@ -387,7 +387,7 @@ class PageTest(GuardedTest):
             self.show(900, self.browser.execute_script("return document.documentElement.scrollHeight"))
             self.browser.save_screenshot(os.environ["SCREENSHOT"])
 
-    def test_nobody_is_shut_out(self):
+    def test_is_accessible(self):
         axe = read(AXE)  # scripts/test installs it
         settings = [*SETTINGS[:4], {**SETTINGS[4], "unit": "mg/m³ in dry air", "label": "Longword" * 10}]
         refusals = [{"name": "action", "value": "x" * 64, "reason": "action: " + "x" * 64 + " is not free"}]

@@ -1,5 +1,5 @@
 #pragma once
-// The plain procedures that the markup operations must agree with: each tag with a search of its own.
+// Simple implementations of the markup operations, for comparison. They search for each tag separately.
 
 #include <optional>
 #include <string>

@@ -1,5 +1,5 @@
 #pragma once
-// The settings file by its plain rules, at any cost.
+// Simple implementations of the settings file's rules, for comparison.
 
 #include "zusl_Map.h"
 
@@ -14,8 +14,8 @@ inline std::string plainSettingsText(const PlainSettings& settings) {
     return text + "</Settings>\n";
 }
 
-// Every map without "<", ">" and line feeds in its names whose entries are written as this text; those with
-// the shorter of the first values that differ come first.
+// Returns all maps whose names contain no "<", ">" or line feed and whose entries are written as this text.
+// Maps with the shorter first value are first.
 inline std::vector<PlainSettings> plainSettingsOf(const std::string& entries,
                                                   const std::string* previous = nullptr) {
     std::vector<PlainSettings> maps(entries.empty() ? 1 : 0);

@@ -17,7 +17,7 @@ using namespace std::string_literals;
 
 namespace {
 
-// A map without XML of its own.
+// A map of a type without XML.
 struct NumberMap : zusl::Map<Integer, Integer> {
     String internalTypeName() const override { return "numbers"; }
     unsigned int internalTypeId() const override { return 7; }
@@ -111,7 +111,7 @@ TEST(Serialization, ThrowsTheDocumentedErrorForCutBytes) {
     for (size_t length = 0; length < encoded.size(); ++length) {
         Settings map{{"before", ""}};
         EXPECT_EQ(thrown([&] { fromBytes(map, encoded.substr(0, length)); }), fromBinFailed) << length;
-        EXPECT_EQ(map.size(), length < 16 ? 0U : 1U) << length; // the entries read until then stay
+        EXPECT_EQ(map.size(), length < 16 ? 0U : 1U) << length; // the entries read so far stay
     }
     Settings map;
     const std::string lying = unhex("FF FF FF 7F 01 00 00 00 61 00 01 00 00 00 31 00 00 00 00 00");
@@ -191,7 +191,7 @@ TEST(Serialization, ReadsNoXmlWithTheNullBackend) {
         EXPECT_TRUE(text.empty());
         EXPECT_TRUE(number.fromXML(xml));
         EXPECT_EQ(number, 0);
-        zusl::List<String> list{"before"}; // for which it finds a document without children
+        zusl::List<String> list{"before"}; // the back end finds a document without children
         EXPECT_FALSE(map.fromXML(xml));
         EXPECT_EQ(map.size(), 1U);
         EXPECT_TRUE(list.fromXML(xml));

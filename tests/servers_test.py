@@ -20,7 +20,7 @@ from harness import (FORM_TYPE, IS_ROOT, PROGRAM, ROOT, Demo, Device, GuardedTes
 
 USER = {"user": 65534, "group": 65534, "extra_groups": []} if IS_ROOT else {}
 POST_ONLY = re.compile(r" *# POST only.*\n(?: *<If .*\n.*\n)?.*\n")  # what the guide says to delete
-HOST_NAMES = re.compile(r"(# Host names.*\n(?:.*\n){0,2}?[^#\n]*?['\"(])(\.?\*)")  # what it says to replace
+HOST_NAMES = re.compile(r"(# Host names.*\n(?:.*\n){0,2}?[^#\n]*?['\"(])(\.?\*)")  # what the guide says to replace
 ON_A_DEVICE = {"ROOT": "/opt/thermostat", "RUN": "/run/thermostat", "ADDRESS": "0.0.0.0", "PORT": "80",
                "NAME": "thermostat", "USER": "thermostat"}
 UNITS = os.path.join(ROOT, "packaging", "systemd")
@@ -88,7 +88,7 @@ class HttpTest(GuardedTest):
 
 
 class ServerTests:
-    """The tests of each server; its class says what differs."""
+    """The tests of every server; its class defines the differences."""
 
     passes_origin, sends_headers, gateway_is_public, scripts = True, True, True, ()
 
@@ -246,7 +246,7 @@ class ServerTests:
         for folder in ("images", os.path.dirname(self.program) or "images"):
             self.assertNotRegex(self.request("GET", f"{folder}/")[2], b"saveSettings|secret.png")
 
-    def test_slow_clients_keep_nobody_waiting(self):
+    def test_slow_clients_do_not_block_others(self):
         self.serve()
         starts = [b"POST /", self.head("POST", self.program, Content_Length="99", Content_Type=FORM_TYPE,
                                        Referer=self.page) + b"a="]
@@ -261,7 +261,7 @@ class ServerTests:
         self.check_saved(b"a=2", (b"a", b"2"))
 
     def processes(self):
-        """Counts the server's first process and its descendants; mini_httpd starts a session of its own."""
+        """Counts the server's first process and its descendants; mini_httpd starts a new session."""
         parents = {}
         for path in glob.glob("/proc/[1-9]*/stat"):
             with contextlib.suppress(FileNotFoundError, ProcessLookupError):

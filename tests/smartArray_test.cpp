@@ -9,7 +9,7 @@
 
 namespace {
 
-// Counts the elements that are alive, so that an array released twice or never shows.
+// Counts the living elements, to detect an array released twice or never.
 struct Counted {
     static inline std::atomic<int> alive{0};
     int value = 0;

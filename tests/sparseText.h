@@ -5,8 +5,8 @@
 #include <string>
 #include <sys/mman.h>
 
-// Gives a text a size that takes no memory: its bytes are a mapping that nobody has touched. The text is
-// empty again when the object goes. Knows how the standard library lays out a std::string.
+// Gives a text a large size without memory: its bytes are an untouched mapping. The destructor empties the
+// text. Depends on the standard library's layout of std::string.
 class SparseText {
 public:
     SparseText(std::string& owner, size_t bytes) : text(&owner), size(bytes) {

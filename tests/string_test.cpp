@@ -123,7 +123,7 @@ TEST(String, AbbreviatesWithThreePoints) {
         EXPECT_EQ(String(text).abbreviate(max), expected) << text << max;
 }
 
-TEST(String, ExtractsBetweenTwoMarksAndKeepsOnlyAllowedBytes) {
+TEST(String, ExtractsBetweenMarksAndKeepsOnlyAllowedBytes) {
     const std::tuple<const char*, const char*, const char*, const char*> cases[] = {
         {"x[abc]y", "[", "]", "abc"}, {"x]abc[y", "[", "]", ""},  {"abc", "", "c", "ab"},
         {"abc", "a", "", ""},         {"[[a]]", "[[", "]]", "a"}, {"x[abc", "[", "]", ""},

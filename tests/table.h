@@ -2,7 +2,7 @@
 
 #include <vector>
 
-// The cases of a test, several a line.
+// The cases of a test.
 template <typename... Rows>
 auto table(const Rows&... rows) {
     return std::vector{rows...};

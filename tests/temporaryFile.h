@@ -7,7 +7,7 @@
 #include <string>
 #include <unistd.h>
 
-// A file name of the test's own; whatever stands under it goes with the object.
+// A temporary file; the destructor removes it.
 class TemporaryFile {
 public:
     TemporaryFile() {

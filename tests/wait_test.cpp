@@ -5,7 +5,7 @@
 
 namespace {
 
-// Signalled from the given poll on; counts the polls.
+// Signalled from poll number `first` on; counts the polls.
 struct Signal : zust::WaitObject {
     explicit Signal(int first) : firstSignalled(first) {}
     bool wait(unsigned int timeoutMs) const override {
@@ -20,7 +20,7 @@ constexpr int never = 1 << 30;
 
 } // namespace
 
-TEST(Wait, TakesTheLowestSignalledObject) {
+TEST(Wait, ReturnsTheLowestSignalledObject) {
     Signal silent(never), later(4), second(1);
     unsigned int index = 77;
     EXPECT_FALSE(zust::Wait({&silent}, 0, index));

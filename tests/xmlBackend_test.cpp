@@ -157,7 +157,7 @@ TEST(XmlReaders, ReadAList) {
     EXPECT_EQ(list, full);
     EXPECT_TRUE(list.fromXML("<L>text</L>"));
     EXPECT_TRUE(list.empty());
-    zusl::List<Settings> maps; // no map is found in an element without children
+    zusl::List<Settings> maps; // an element without children holds no map
     EXPECT_TRUE(maps.fromXML("<L><none/><R><a>1</a></R></L>"));
     EXPECT_EQ(maps.size(), 1U);
     EXPECT_EQ(maps.front()["a"], "1");

@@ -1,4 +1,4 @@
-// Classes derived from the library's, which override operations as they are published.
+// Classes derived from the library's that override operations with the published signatures.
 
 #include "require.h"
 #include "zusl_List.h"
@@ -6,7 +6,7 @@
 
 #include <functional>
 
-class Base {}; // a name of the user's own
+class Base {}; // a name that the library's classes must not hide
 
 // A text that is written in reverse.
 class Reversed : public zutl::String {

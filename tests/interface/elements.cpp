@@ -1,4 +1,4 @@
-// Elements of the user's own in lists and maps, and containers within containers.
+// User-defined elements in lists and maps, and containers within containers.
 
 #include "require.h"
 #include "zusl_List.h"

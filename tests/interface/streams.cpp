@@ -1,4 +1,4 @@
-// Streams and stream sources of the user's own.
+// User-defined streams and stream sources.
 
 #include "require.h"
 #include "zusl_MemIOStream.h"
@@ -7,7 +7,7 @@
 
 #include <algorithm>
 
-// Gives blocks of records, as a network connection would.
+// Returns blocks of records, as a network connection would.
 class Connection : public zusl::IStream {
 public:
     unsigned int getNextType() const override { return zusl::EndOfFile::typeId; }
@@ -30,7 +30,7 @@ public:
     unsigned int getNextType() const override { return 504; }
 };
 
-// Writes a number to the stream into which it is written itself.
+// Writes a text to the stream that it is being written to.
 class Nested : public zutl::Integer {
 public:
     explicit Nested(zusl::OStream& out) : zutl::Integer(7), stream(out) {}

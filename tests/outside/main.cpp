@@ -1,4 +1,4 @@
-// Shadows and casts, as only this project's own warnings forbid.
+// Shadows a name and casts in C style, which only this project's own warnings forbid.
 #include "zusl_Map.h"
 
 #include <cstdio>

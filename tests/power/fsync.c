@@ -1,5 +1,5 @@
-// Takes the place of the C library's fsync in the programs that scripts/power-cut must catch: with
-// SYNC_REGULAR_FILES it flushes files but no directory, without it nothing at all.
+// Replaces the C library's fsync in the faulty programs that scripts/power-cut must detect. With
+// SYNC_REGULAR_FILES it flushes files but no directories, without it nothing.
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>

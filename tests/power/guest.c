@@ -6,8 +6,8 @@
 //     check    reports what a power cut has left
 //     memory, time    see small.h
 //
-// UBIFS and JFFS2 use the kernel's flash in memory: from START on, to be formatted; to check, the medium is
-// copied from the disk to its beginning. OPTIONS are mount options or "-".
+// UBIFS and JFFS2 use the kernel's flash in memory, at START. To be checked, a medium is copied from the disk
+// to the beginning of the flash. OPTIONS are mount options or "-".
 #define _GNU_SOURCE
 #include "form.h"
 #include "small.h"
@@ -40,7 +40,7 @@ struct Medium {
     int number; // of the line
     char directory[16];
     int flash;                // number of the flash partition; 0 for a disk
-    volatile uint64_t* marks; // the last form whose save was started, and the last that an answer confirmed
+    volatile uint64_t* marks; // the last form whose save was started, and the last confirmed one
     int marksDisk;            // -1 for flash
 };
 
@@ -99,7 +99,7 @@ static void copyToFlash(const struct Medium* medium) {
     close(to);
 }
 
-// Media that are checked take turns in the first partition of the flash.
+// All media to be checked use the first partition of the flash.
 static void prepareFlash(struct Medium* medium) {
     static int partitions;
     const bool isCheck = is(medium->action, "check");
@@ -237,7 +237,8 @@ static const char* saveNext(const struct Medium* medium, long form) {
 }
 
 // Prints "state NUMBER FORM LEFTOVERS NEXT": the form in the settings file (0: no file, -1: not one whole
-// form, -2: no file system), the number of files that killed requests have left, and what the next save did.
+// form, -2: no file system), the number of files that killed requests have left, and the result of the next
+// save.
 static void check(struct Medium* medium) {
     if (mountMedium(medium) && enterHtml(medium)) {
         const long form = storedForm();
@@ -256,7 +257,7 @@ static void loadModules(void) {
     FILE* const list = fopen("/modules", "r");
     while (fscanf(list, "%255s%255[^\n]", path, parameters) == 2) {
         const int module = open(path, O_RDONLY);
-        // Some are for processors that this machine has not.
+        // Some are for other processors.
         if (syscall(SYS_finit_module, module, parameters, 0) != 0 && errno != EEXIST && errno != ENODEV)
             printf("failed -1 %s: %s\n", path, strerror(errno));
         close(module);

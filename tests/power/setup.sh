@@ -1,6 +1,6 @@
 # shellcheck shell=bash
-# For scripts/power-cut and scripts/small-device: takes --build DIR out of the arguments, installs what is missing,
-# builds the release preset if there is no --build, compiles the guest, and runs a script of this folder.
+# For scripts/power-cut and scripts/small-device: installs what is missing, builds the release preset unless the
+# arguments contain --build DIR, compiles the guest, and runs a script of this folder with the other arguments.
 source "$(dirname "${BASH_SOURCE[0]}")/../../scripts/common.sh"
 
 run_with_machines() { # run_with_machines SCRIPT ARGUMENT...
