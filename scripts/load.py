@@ -1,5 +1,6 @@
 """Makes many requests at once, and checks every answer and every text of the settings file."""
 import collections
+import concurrent.futures
 import http.client
 import json
 import os
@@ -62,22 +63,10 @@ class Reader(threading.Thread):
 
 
 def in_threads(count, work):
-    """Runs work(number) in `count` threads at once; returns what they raised."""
-    raised, gate = [], threading.Barrier(count)
-
-    def run(number):
-        try:
-            gate.wait()
-            work(number)
-        except Exception as error:  # pylint: disable=broad-except
-            raised.append(repr(error))
-
-    threads = [threading.Thread(target=run, args=(number,)) for number in range(count)]
-    for thread in threads:
-        thread.start()
-    for thread in threads:
-        thread.join()
-    return raised
+    """Runs work(number) in `count` threads; returns what they raised."""
+    with concurrent.futures.ThreadPoolExecutor(count) as pool:
+        done = [pool.submit(work, number) for number in range(count)]
+    return [repr(each.exception()) for each in done if each.exception()]
 
 
 def at_the_same_time(cleanups):

@@ -341,25 +341,6 @@ class SettingsFileTest(PlaceTest):
         os.utime(device.path(), (1 << 32, 1 << 32))
         self.check(device, "stopped")
 
-    @needs_strace
-    @unittest.skipIf(os.environ.get("PROGRAM_LINK") == "dynamic" or is_sanitized(), "makes calls of its own")
-    def test_system_calls_of_a_request_that_finds_no_process(self):
-        device = Device(self, settings=OLD)
-        trace = os.path.join(device.scratch, "trace")
-        form = b"&".join(b"field%02d=a value of some length %%41" % number for number in range(30))
-        device.save(form, wrap=["strace", "-f", "-o", trace])
-        calls = re.findall(r"^\d+ +(\w+\(.*)", read(trace), re.M)
-        processes = sum("/cmdline" in call for call in calls)
-        # A command line is read on if its first argument has filled the buffer.
-        filled = sum(bool(re.match(r"read\(\d+, .*, (\d+)\) += \1$", call)) and after[:5] == "read("
-                     for call, after in zip(calls, calls[1:]))
-        # Two for each of the two folders: one returns names, one the end. A long process table takes more.
-        filled += sum(call.startswith("getdents64") for call in calls) - 4
-        # musl allocates memory in smaller pieces.
-        most = 44 if any(call.startswith("set_robust_list") for call in calls) else 48
-        self.assertGreater(processes, 1)
-        self.assertLessEqual(len(calls) - 3 * processes - filled, most, "\n".join(calls))
-
     def test_only_temporary_files_that_nobody_holds_are_cleared(self):
         device = Device(self)
         prefix = ".settings_xml.txt.saving-"

@@ -20,7 +20,7 @@ from harness import (FORM_TYPE, IS_ROOT, PROGRAM, ROOT, Demo, Device, GuardedTes
 
 USER = {"user": 65534, "group": 65534, "extra_groups": []} if IS_ROOT else {}
 POST_ONLY = re.compile(r" *# POST only.*\n(?: *<If .*\n.*\n)?.*\n")  # what the guide says to delete
-HOST_NAMES = re.compile(r"(# Host names.*\n(?:.*\n){0,2}?[^#\n]*?['\"(])(\.?\*)")  # what the guide says to replace
+HOST_NAMES = re.compile(r"(# Host names.*\n(?:.*\n){0,2}?[^#\n]*?['\"(])(\.?\*)")  # what it says to replace
 ON_A_DEVICE = {"ROOT": "/opt/thermostat", "RUN": "/run/thermostat", "ADDRESS": "0.0.0.0", "PORT": "80",
                "NAME": "thermostat", "USER": "thermostat"}
 UNITS = os.path.join(ROOT, "packaging", "systemd")

@@ -54,13 +54,6 @@ TEST(Url, PrintsWhatItHolds) {
         EXPECT_EQ(String(url(String(text))), expected) << text;
 }
 
-TEST(Url, PrintsAChangedParameterInItsPlace) {
-    url address = url::parse("http://h/setup.html?tab=3&success=false"), copy(address);
-    copy.parameters["success"] = "restarted";
-    EXPECT_EQ(String(copy), "http://h/setup.html?success=restarted&tab=3");
-    EXPECT_EQ(copy.query() + "#" + address.query(), "success=restarted&tab=3#success=false&tab=3");
-}
-
 TEST(Url, DecodesEscapes) {
     using Row = std::tuple<std::string, std::string, std::string>;
     const auto cases =

@@ -299,7 +299,6 @@ def main():
                 states += cut.result()
                 done += bool(checked)
         except BaseException:
-            report(subjects, states, done)
             pool.shutdown(wait=False, cancel_futures=True)
             for process in list(Emulator.running):
                 process.kill()
