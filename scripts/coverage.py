@@ -1,0 +1,54 @@
+"""Prints the functions, branches and conditions that an export of llvm-cov shows as missed: coverage.py FILE.
+
+llvm-cov's own report has only the best covered instance of a template. Here, all its instances count together."""
+import collections
+import json
+import os
+import re
+import sys
+
+
+def text(path, line, column, end_line, end_column):
+    with open(path, encoding="utf-8") as file:
+        lines = file.readlines()[line - 1:end_line]
+    lines[-1] = lines[-1][:end_column - 1]
+    lines[0] = lines[0][column - 1:]
+    return f"{path}:{line}: {' '.join(''.join(lines).split())}"
+
+
+def ours(places):
+    return sorted(place for place in places if re.match("(app|libraries)/", place[0]))
+
+
+def show(title, missed, total):
+    print("\n  ".join([title, *missed, f"{len(missed)} of {total}"]))
+
+
+def main():
+    with open(sys.argv[1], encoding="utf-8") as file:
+        coverage = json.load(file)["data"][0]
+    functions, branches, decisions = collections.Counter(), {}, {}
+    for function in coverage["functions"]:
+        names = [os.path.relpath(name) for name in function["filenames"]]
+        functions[names[0], function["regions"][0][0]] += function["count"]
+        for *place, true, false, number, _, _ in function["branches"]:
+            counts = branches.setdefault((names[number], *place), collections.Counter())
+            counts.update({"true": true, "false": false})
+        for *place, number, _, conditions in function["mcdc_records"]:
+            known = decisions.setdefault((names[number], *place), conditions)
+            decisions[(names[number], *place)] = [one or other for one, other in zip(known, conditions)]
+
+    places = ours(functions)
+    missed = [f"{path}:{line}" for path, line in places if not functions[path, line]]
+    show("Functions that were never called:", missed, len(places))
+    places = ours(branches)
+    missed = [f"{text(*place)}: never {outcome}" for place in places for outcome in ("true", "false")
+              if not branches[place][outcome]]
+    show("Branches that were never taken:", missed, 2 * len(places))
+    places = ours(decisions)
+    missed = [f"{text(*place)}: number {number}" for place in places
+              for number, decided in enumerate(decisions[place], 1) if not decided]
+    show("Conditions that never decided:", missed, sum(len(decisions[place]) for place in places))
+
+
+main()
