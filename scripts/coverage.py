@@ -1,6 +1,6 @@
 """Prints the functions, branches and conditions that an export of llvm-cov shows as missed: coverage.py FILE.
 
-llvm-cov's own report has only the best covered instance of a template. Here, all its instances count together."""
+llvm-cov's report has only the best covered instance of a template. Here, all its instances count."""
 import collections
 import json
 import os

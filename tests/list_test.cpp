@@ -1,5 +1,4 @@
 #include "bytes.h"
-#include "temporaryFile.h"
 #include "zusl_List.h"
 #include "zutl_String.h"
 
@@ -27,19 +26,6 @@ std::string encoded(int type, int count, const std::vector<const char*>& element
 }
 
 } // namespace
-
-TEST(List, ReadsBackWhatItWrote) {
-    for (const Texts& list : {Texts{}, Texts{"ab"}, Texts{"ab", "", "ab", std::string(5000, 'x')}}) {
-        const std::string bytes = toBytes(list);
-        Texts read{"before"};
-        EXPECT_EQ(fromBytes(read, bytes + "behind"), bytes.size());
-        EXPECT_EQ(read, list);
-        const TemporaryFile file;
-        EXPECT_TRUE(list.toFile(file.path()));
-        EXPECT_TRUE(read.fromFile(file.path()));
-        EXPECT_EQ(read, list);
-    }
-}
 
 TEST(List, ChecksWhatItReads) {
     std::string badCount = encoded(501, 1, {"a"}), badElement = badCount;

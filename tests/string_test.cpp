@@ -5,7 +5,6 @@
 
 #include <cstdarg>
 #include <gtest/gtest.h>
-#include <list>
 
 using zutl::String;
 using namespace std::string_literals;
@@ -157,12 +156,6 @@ TEST(String, SplitsAtDelimitersOutsideQuotes) {
     EXPECT_EQ(String("a,b,,c").findAll(",", ""), (std::vector<unsigned>{1, 3, 4}));
     // Many sections before the only delimiter: an algorithm that is not linear would run for days.
     EXPECT_EQ(String(std::string(2000000, '|') + ",x").tokenize(",", "|").size(), 2U);
-}
-
-TEST(String, JoinsWithASeparator) {
-    EXPECT_EQ(String::join(std::list<String>{}, ", ") + String::join(std::list<String>{"a", "b"}, ", "),
-              "a, b");
-    EXPECT_EQ(String::join(std::vector<String>{"", ""}, "\0"s), "\0"s);
 }
 
 TEST(String, GoesToAFileAndBack) {

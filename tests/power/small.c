@@ -79,8 +79,8 @@ void measureMemory(const char* program, char* firstArgument) {
     const long rounds = 10;
     signal(SIGPIPE, SIG_IGN); // of requests that are killed
     uint64_t number = 1;
-    postForm(program, number, largestForm); // touches the memory that the posts below use
     const pid_t application = startApplication(firstArgument);
+    postForm(program, number, largestForm); // allocates the memory that the posts below use in this process
     if (fork() == 0)
         lockMemoryAway();
     while (freeMemory() > left)
