@@ -238,12 +238,12 @@ def position(calls, pattern):
     return found[-1] if found else None
 
 
-def place_of(name, calls):
+def place_of(name, calls, begins=BEGIN):
     """Returns where in the request the fault was injected into the call; None if the call was not made."""
     number = position(calls, rf"^{name}\(.*\(INJECTED\)")
     if number is None:
         return None
-    begin, table = position(calls, BEGIN), position(calls, r'^openat\(.*"/proc", ')
+    begin, table = position(calls, begins), position(calls, r'^openat\(.*"/proc", ')
     where = set()
     if begin is None or number < begin:
         where.add("start")
@@ -259,15 +259,16 @@ def place_of(name, calls):
     return where
 
 
-def chosen(request, calls):
+def chosen(calls, given=()):
     """Returns the calls to fail, as name, ordinal and line; of those on the process table a few."""
-    given = "".join(request.options.get("given", []))
     counts, table, inside = collections.Counter(), position(calls, r'^openat\(.*"/proc", '), []
     plan = []
     for number, line in enumerate(calls):
         name = line.partition("(")[0]
         counts[name] += 1
-        if name in NEVER_FAIL or name in given or PROFILED and (name not in ERRORS or "/profiles/" in line):
+        if name in NEVER_FAIL or name in "".join(given):
+            continue
+        if PROFILED and (name not in ERRORS or "/profiles/" in line):
             continue
         if table is not None and number > table and re.search(r"</proc/\d+/cmdline>|/proc/\d+/cmdline", line):
             inside.append((name, counts[name], line))
@@ -287,7 +288,7 @@ def errors_of(name, line, errors):
 
 
 def every_call_fails(bench, request, right):
-    for name, ordinal, line in chosen(request, right.calls):
+    for name, ordinal, line in chosen(right.calls, request.options.get("given", ())):
         for error in errors_of(name, line, ERRORS):
             outcome = bench.traced(request, f"{name}:error={error}:when={ordinal}")
             where = place_of(name, outcome.calls)
@@ -303,7 +304,7 @@ def every_call_fails(bench, request, right):
 
 
 def killed_at_every_call(bench, request, right):
-    for name, ordinal, line in chosen(request, right.calls):
+    for name, ordinal, line in chosen(right.calls, request.options.get("given", ())):
         outcome = bench.traced(request, f"{name}:signal=KILL:when={ordinal}")
         if outcome.status != -signal.SIGKILL:
             continue

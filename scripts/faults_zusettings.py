@@ -1,7 +1,6 @@
 """The second half of scripts/faults: each system call of zusettings fails once, or kills it."""
 import collections
 import os
-import re
 import signal
 import subprocess
 import sys
@@ -40,7 +39,7 @@ class Bench(faults.Bench):
         return Outcome(done.returncode, done.stdout.decode().strip(), self.device.settings, signalled,
                        self.device.extra_files() - {"state.json"}, self.calls())
 
-    def check(self, change, what, outcome, began):
+    def check(self, change, what, outcome, right, began):
         old = OLD if change.exists else None
         saved = outcome.settings == change.new
         truths = {0: saved and outcome.signalled and outcome.word in ("", "restarted"), 1: outcome.word == "",
@@ -58,29 +57,24 @@ class Bench(faults.Bench):
         if outcome.left:
             os.unlink(self.device.path("state.json"))
             complaints += self.next_save_complaints()
-        self.tried[what.split()[0]] += 1
-        self.broken += [f"zusettings {change.title}, {what}: {complaint}" for complaint in complaints]
+        if what.startswith("EINTR") and began and outcome[:4] != right[:4]:
+            complaints.append(f"an interruption changed the outcome: {outcome[:4]}")
+        self.record(f"zusettings: {what.split()[0]}", change, what, complaints)
 
 
 def strike(bench, change):
     right = bench.change(change)
     if (right.status, right.settings) != (0 if change.runs else 3, change.new):
         sys.exit(f"zusettings {change.title}: {right[:4]}")
-    counts, began = collections.Counter(), False
-    for line in right.calls:
-        name = line.partition("(")[0]
-        counts[name] += 1
-        began = began or re.match(BEGIN, line) is not None
-        if name in faults.NEVER_FAIL or "/proc/" in line and "cmdline" in line:
-            continue
+    for name, ordinal, line in faults.chosen(right.calls):
         for error in faults.errors_of(name, line, ERRORS):
-            outcome = bench.change(change, f"{name}:error={error}:when={counts[name]}")
-            bench.check(change, f"{error} {name} call {counts[name]}", outcome, began)
-            if error == "EINTR" and began and outcome[:4] != right[:4]:
-                bench.broken.append(f"zusettings {change.title}: an interruption of {name} changed the "
-                                    f"outcome: {outcome[:4]}")
-        outcome = bench.change(change, f"{name}:signal=KILL:when={counts[name]}")
-        bench.check(change, f"killed at {name} call {counts[name]}", outcome, began)
+            outcome = bench.change(change, f"{name}:error={error}:when={ordinal}")
+            where = faults.place_of(name, outcome.calls, BEGIN)
+            if where is None:
+                continue  # the process table has become shorter
+            bench.check(change, f"{error} {name} call {ordinal}", outcome, right, "start" not in where)
+        outcome = bench.change(change, f"{name}:signal=KILL:when={ordinal}")
+        bench.check(change, f"killed at {name} call {ordinal}", outcome, right, True)
 
 
 def main():
@@ -90,11 +84,8 @@ def main():
             strike(bench, change)
     finally:
         bench.cleanups.doCleanups()
-    for title in sorted(bench.tried):
-        print(f"{'zusettings: ' + title:40} {bench.tried[title]:8}")
-    for line in bench.broken:
-        print("BROKEN " + line)
-    sys.exit(1 if bench.broken else 0)
+    faults.print_table(bench)
+    return bool(bench.broken)
 
 
-main()
+sys.exit(main())
