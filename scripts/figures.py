@@ -1,8 +1,8 @@
 """Writes the sizes in the documents, or checks them: figures.py [--check] [PRESET...]
 
-Builds the program with each preset (without one: all that the README lists) and puts its size, stripped, into the
-README's table of targets; with the preset "release" also the other sizes named below. With --check it changes nothing
-and fails if a document has another figure.
+Builds the program with each preset, by default all that the README lists, and puts its stripped size into the
+README's table of targets; with the preset "release" also the other sizes named below. With --check it changes
+nothing and fails if a document has another figure.
 """
 import pathlib
 import re
@@ -25,13 +25,14 @@ def stripped_size(program):
 
 
 def stripped_by_build(program):
-    """Returns the program's name if its link strips it, as that of the cross targets and of "tiny" does, else None."""
-    described = subprocess.run(["file", "-b", str(program)], capture_output=True, text=True, check=True).stdout
-    return None if "not stripped" in described else program.name
+    """Returns the program's name if its build has stripped it, else None."""
+    described = subprocess.run(["file", "-b", str(program)], capture_output=True, text=True, check=True)
+    return None if "not stripped" in described.stdout else program.name
 
 
 def built_size(preset, target, *options):
-    build = ROOT / "build" / "figures" / "-".join([preset, *[option.strip("-").replace("=", "-") for option in options]])
+    names = [option.strip("-").replace("=", "-") for option in options]
+    build = ROOT / "build" / "figures" / "-".join([preset, *names])
     run("cmake", "--preset", preset, "-B", str(build), *options)
     run("cmake", "--build", str(build), "-j", "2", "--target", pathlib.Path(target).name)
     return stripped_size(build / target)
@@ -46,18 +47,24 @@ def figures(presets):
         if preset != "release":
             continue
         yield README, r"^\| size, stripped: static, .*? \| ([0-9 ]+) bytes \|", size
-        yield README, r"^\| size, stripped: dynamic \| ([0-9 ]+) bytes \|", built_size(preset, program, "-DZU_STATIC_PROGRAM=OFF")
+        size = built_size(preset, program, "-DZU_STATIC_PROGRAM=OFF")
+        yield README, r"^\| size, stripped: dynamic \| ([0-9 ]+) bytes \|", size
         example = "tests/example_6"
-        yield GUIDE, r"^\| `none`, the default \|.*\| ([0-9 ]+) bytes \|$", built_size(preset, example)
-        yield GUIDE, r"^\| `pugixml` \|.*\| ([0-9 ]+) bytes \|$", built_size(preset, example, "-DZU_XML_BACKEND=pugixml")
-        yield APPLICATION, r"^\| dynamic \| ([0-9 ]+) bytes \|$", built_size(preset, "demo/fan")
-        yield APPLICATION, r"^\| static \| ([0-9 ]+) bytes \|$", built_size(preset, "demo/fan", "-DCMAKE_EXE_LINKER_FLAGS=-static")
+        size = built_size(preset, example)
+        yield GUIDE, r"^\| `none`, the default \|.*\| ([0-9 ]+) bytes \|$", size
+        size = built_size(preset, example, "-DZU_XML_BACKEND=pugixml")
+        yield GUIDE, r"^\| `pugixml` \|.*\| ([0-9 ]+) bytes \|$", size
+        size = built_size(preset, "demo/fan")
+        yield APPLICATION, r"^\| dynamic \| ([0-9 ]+) bytes \|$", size
+        size = built_size(preset, "demo/fan", "-DCMAKE_EXE_LINKER_FLAGS=-static")
+        yield APPLICATION, r"^\| static \| ([0-9 ]+) bytes \|$", size
 
 
 def main(arguments):
     is_check = "--check" in arguments
     presets = [argument for argument in arguments if argument != "--check"]
-    presets = presets or re.findall(r"^\| `([a-z0-9]+)` \|.*\| [0-9 ]+(?: stripped)? \|$", README.read_text("utf-8"), re.M)
+    row = r"^\| `([a-z0-9]+)` \|.*\| [0-9 ]+(?: stripped)? \|$"
+    presets = presets or re.findall(row, README.read_text("utf-8"), re.M)
     differs = False
     for document, pattern, size in figures(presets):
         text = document.read_text("utf-8")
@@ -70,7 +77,7 @@ def main(arguments):
         differs = True
         print(f"{document.relative_to(ROOT)}: {found[1]}, now {figure}: {found[0]}")
         if not is_check:
-            document.write_text(text[: found.start(1)] + figure + text[found.end(1) :], "utf-8")
+            document.write_text(text[:found.start(1)] + figure + text[found.end(1):], "utf-8")
     if is_check and differs:
         sys.exit("Figures differ: run scripts/figures and commit what it writes.")
     print(f"sizes of {', '.join(presets)}: {'checked' if is_check else 'written'}")
