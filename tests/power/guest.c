@@ -279,14 +279,14 @@ static void reportFlash(void) {
 }
 
 // Returns true if the medium is to be saved to, which starts after all media are prepared.
-static bool carryOut(struct Medium* medium, char* firstArgument) {
+static bool carryOut(struct Medium* medium) {
     if (is(medium->action, "check")) {
         check(medium);
         return false;
     }
     prepare(medium);
     if (is(medium->action, "memory"))
-        measureMemory(medium->program, firstArgument);
+        measureMemory(medium->program);
     else if (is(medium->action, "time"))
         measureTime(medium->fileSystem, medium->program);
     else
@@ -295,6 +295,8 @@ static bool carryOut(struct Medium* medium, char* firstArgument) {
 }
 
 int main(int argumentCount, char* arguments[]) {
+    if (argumentCount > 0 && is(arguments[0], "app"))
+        return runApplication();
     if (argumentCount > 0 && is(arguments[0], "/nothing"))
         return 0;
     setvbuf(stdout, NULL, _IOLBF, 0);
@@ -314,7 +316,7 @@ int main(int argumentCount, char* arguments[]) {
                                           m->device, &m->start, &m->size, m->program, m->options) == 7;
          m = &media[++count]) {
         m->number = count;
-        isSaver[count] = carryOut(m, arguments[0]);
+        isSaver[count] = carryOut(m);
     }
     for (int i = 0; i < count; ++i) {
         if (!isSaver[i])

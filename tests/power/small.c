@@ -14,10 +14,13 @@
 #include <time.h>
 #include <unistd.h>
 
-enum { kilobyte = 1024, chunk = 256, left = 16 * 1024 }; // the amounts in KB
+enum { kilobyte = 1024, chunk = 256, left = 16 * 1024, sharedDescriptor = 9 }; // the amounts in KB
 
 // Shared with the application: the KB that it should hold, and that it holds.
-static struct { volatile long wanted, held; } * shared;
+struct Shared {
+    volatile long wanted, held;
+};
+static struct Shared* shared;
 
 static long freeMemory(void) {
     char line[128];
@@ -38,17 +41,27 @@ static bool takeMemory(void) {
     return true;
 }
 
-// Starts an application that takes memory. Its first argument is "app", written over that of this process.
-static pid_t startApplication(char* firstArgument) {
-    shared = mmap(NULL, sizeof *shared, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    const pid_t application = fork();
-    if (application != 0)
-        return application;
-    strcpy(firstArgument, "app");
+static struct Shared* share(int descriptor) {
+    return mmap(NULL, sizeof(struct Shared), PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
+}
+
+int runApplication(void) {
+    shared = share(sharedDescriptor);
     signal(SIGUSR1, SIG_IGN);
     for (;; usleep(1000))
         while (shared->held < shared->wanted && takeMemory())
             shared->held += chunk;
+}
+
+static pid_t startApplication(void) {
+    const int file = memfd_create("shared", 0);
+    if (ftruncate(file, sizeof(struct Shared)) != 0 || dup2(file, sharedDescriptor) < 0)
+        abort();
+    shared = share(sharedDescriptor);
+    const pid_t application = fork();
+    if (application == 0)
+        execl("/init", "app", NULL);
+    return application;
 }
 
 // Returns false if the application has ended.
@@ -74,13 +87,13 @@ static void lockMemoryAway(void) {
         pause();
 }
 
-void measureMemory(const char* program, char* firstArgument) {
+void measureMemory(const char* program) {
     static const size_t lengths[] = {1024, 64 * 1024, 1024 * 1024};
     const long rounds = 10;
     signal(SIGPIPE, SIG_IGN); // of requests that are killed
     uint64_t number = 1;
-    const pid_t application = startApplication(firstArgument);
     postForm(program, number, largestForm); // allocates the memory that the posts below use in this process
+    const pid_t application = startApplication();
     if (fork() == 0)
         lockMemoryAway();
     while (freeMemory() > left)
