@@ -1,8 +1,8 @@
 #!/usr/bin/python3
 """Runs a command and puts what it prints into docs/reliability.md: scripts/record.py COMMAND [ARGUMENT...]
 
-The document must have a block that begins with the line "$ COMMAND ARGUMENT...". Lines that end in "..." are progress and
-are left out.
+The document must have a block that begins with the line "$ COMMAND ARGUMENT...". Lines that end in "..." are
+progress messages and are left out.
 """
 import pathlib
 import re
