@@ -1,7 +1,8 @@
-// A map of strings to and from its binary form, in memory that the caller provides, and small records through
-// the memory stream: written by hand and done by ours.
+// A map and a list of strings to and from their binary forms, in memory that the caller provides, and small
+// records through the memory stream: written by hand and done by ours. By hand is for little-endian machines.
 
 #include "jobs.h"
+#include "zusl_List.h"
 #include "zusl_Map.h"
 #include "zusl_MemIOStream.h"
 #include "zutl_Integer.h"
@@ -11,175 +12,178 @@
 #include <cstring>
 #include <memory>
 
-namespace bench {
-
 namespace {
 
 using Bytes = std::vector<unsigned char>;
-using OurMap = zusl::StringMap<zutl::String>;
+using From = const unsigned char*;
 
-void store32(unsigned char* to, std::uint32_t number) {
-    to[0] = static_cast<unsigned char>(number);
-    to[1] = static_cast<unsigned char>(number >> 8);
-    to[2] = static_cast<unsigned char>(number >> 16);
-    to[3] = static_cast<unsigned char>(number >> 24);
+unsigned char* put32(unsigned char* to, size_t number) {
+    const auto stored = static_cast<std::uint32_t>(number);
+    std::memcpy(to, &stored, sizeof stored);
+    return to + sizeof stored;
 }
 
-std::uint32_t load32(const unsigned char* from) {
-    return from[0] | static_cast<std::uint32_t>(from[1]) << 8 | static_cast<std::uint32_t>(from[2]) << 16 |
-           static_cast<std::uint32_t>(from[3]) << 24;
+std::uint32_t load32(From from) {
+    std::uint32_t number;
+    std::memcpy(&number, from, sizeof number);
+    return number;
 }
 
-// --- The map by hand: of each text its length, its bytes, and a zero byte that ends it for readers ---
+// --- A text by hand: its length, its bytes, and a zero byte that ends it for readers ---
+
+size_t length(const std::string& text) {
+    return text.size() + 5;
+}
+
+unsigned char* put(unsigned char* to, const std::string& text) {
+    std::memcpy(put32(to, text.size()), text.c_str(), text.size() + 1);
+    return to + length(text);
+}
+
+std::string takeText(From& from, From end) {
+    const char* const text = reinterpret_cast<const char*>(from + 4);
+    require(end - from > 4, "by hand: no text");
+    const void* const zero = std::memchr(text, 0, static_cast<size_t>(end - from) - 4);
+    require(zero != nullptr, "by hand: no text");
+    from = static_cast<From>(zero) + 1;
+    return std::string(text, static_cast<const char*>(zero));
+}
+
+// --- The map by hand ---
 
 size_t length(const PlainMap& map) {
     size_t total = 4;
     for (const auto& [key, value] : map)
-        total += key.size() + value.size() + 2 * 5;
+        total += length(key) + length(value);
     return total;
 }
 
-unsigned char* write(unsigned char* to, const std::string& text) {
-    store32(to, static_cast<std::uint32_t>(text.size()));
-    std::memcpy(to + 4, text.c_str(), text.size() + 1);
-    return to + text.size() + 5;
-}
-
-void writeByHand(const PlainMap& map, Bytes& bytes) {
+void write(const PlainMap& map, Bytes& bytes) {
     require(length(map) <= bytes.size(), "by hand: another length");
-    unsigned char* to = bytes.data();
-    store32(to, static_cast<std::uint32_t>(map.size()));
-    to += 4;
+    unsigned char* to = put32(bytes.data(), map.size());
     for (const auto& [key, value] : map)
-        to = write(write(to, key), value);
+        to = put(put(to, key), value);
 }
 
-std::string readText(const unsigned char*& from, const unsigned char* end) {
-    const char* const text = reinterpret_cast<const char*>(from + 4);
-    const void* const zero =
-        end - from > 4 ? std::memchr(text, 0, static_cast<size_t>(end - from) - 4) : nullptr;
-    require(zero != nullptr, "by hand: no text");
-    from = static_cast<const unsigned char*>(zero) + 1;
-    return std::string(text, static_cast<const char*>(zero));
-}
-
-PlainMap readByHand(const Bytes& bytes) {
-    PlainMap map;
-    const unsigned char* from = bytes.data();
-    const unsigned char* const end = from + bytes.size();
-    std::uint32_t count = load32(from);
+void read(PlainMap& map, From from, From end) {
+    const std::uint32_t count = load32(from);
     from += 4;
-    while (count-- > 0) {
-        std::string key = readText(from, end);
-        map.emplace_hint(map.end(), std::move(key), readText(from, end));
+    for (std::uint32_t i = 0; i < count; ++i) {
+        std::string key = takeText(from, end);
+        map.emplace_hint(map.end(), std::move(key), takeText(from, end));
     }
-    return map;
 }
 
-// --- The map by ours ---
+// --- Records and the list by hand: type id, length of the payload, payload ---
 
-void writeOurs(const OurMap& map, Bytes& bytes) {
-    require(map.getBinLength() <= bytes.size(), "binary form: another length");
-    map.toBin(bytes.data());
+constexpr unsigned int integerId = 504;
+constexpr unsigned int stringId = 501;
+constexpr size_t headerSize = 8;
+
+unsigned char* putHeader(unsigned char* to, unsigned int id, size_t payload) {
+    return put32(put32(to, id), payload);
 }
 
-OurMap readOurs(const Bytes& bytes) {
-    OurMap map;
-    map.fromBin(bytes.data(), static_cast<unsigned int>(bytes.size()));
-    return map;
+// Returns the payload of the next record and moves `from` to its end.
+From takeRecord(From& from, From end, unsigned int id) {
+    require(end - from >= static_cast<std::ptrdiff_t>(headerSize), "by hand: no record");
+    require((load32(from) & 0xFFFFU) == id, "by hand: another type");
+    const size_t payload = load32(from + 4);
+    require(payload <= static_cast<size_t>(end - from) - headerSize, "by hand: no record");
+    From const start = from + headerSize;
+    from = start + payload;
+    return start;
 }
 
-void addMapJobs(Jobs& jobs) {
-    static const OurMap map = [] {
-        OurMap copy;
-        for (const auto& [name, value] : plainMap())
-            copy.insert(name, value);
-        return copy;
-    }();
-    static Bytes plainBytes(length(plainMap()));
-    static Bytes bytes(map.getBinLength());
-    writeByHand(plainMap(), plainBytes);
-    writeOurs(map, bytes);
-    require(bytes == plainBytes, "map to binary: ours differs");
-    require(readByHand(bytes) == plainMap() && readOurs(bytes) == map, "map from binary: ours differs");
-    const double elements = static_cast<double>(plainMap().size());
-    jobs.push_back({mapWriteJob,
-                    elements,
-                    {{byHand, [] { writeByHand(plainMap(), plainBytes); }, {}},
-                     {ours, [] { writeOurs(map, bytes); }, {}}}});
-    jobs.push_back(
-        {mapReadJob,
-         elements,
-         {{byHand, [] { keep(readByHand(bytes)); }, {}}, {ours, [] { keep(readOurs(bytes)); }, {}}}});
+size_t length(const PlainList& list) {
+    size_t total = 4 + 2 * (headerSize + 4);
+    for (const std::string& text : list)
+        total += headerSize + length(text);
+    return total;
 }
 
-// --- Records by hand: a growing buffer, and objects with the same kind of interface as ours ---
+void write(const PlainList& list, Bytes& bytes) {
+    require(length(list) <= bytes.size(), "by hand: another length");
+    unsigned char* to = put32(bytes.data(), bytes.size() - 4);
+    for (const size_t number : {static_cast<size_t>(stringId), list.size()})
+        to = put32(putHeader(to, integerId, 4), number);
+    for (const std::string& text : list)
+        to = put(putHeader(to, stringId, length(text)), text);
+}
 
-class Object {
-public:
-    virtual ~Object() = default;
-    virtual unsigned int typeId() const = 0;
-    virtual unsigned int length() const = 0;
-    virtual unsigned int write(unsigned char* to) const = 0;
-    virtual unsigned int read(const unsigned char* from, unsigned int size) = 0;
-};
-
-class Number : public Object {
-public:
-    explicit Number(std::int32_t number = 0) : value(number) {}
-    unsigned int typeId() const override { return 504; }
-    unsigned int length() const override { return 4; }
-    unsigned int write(unsigned char* to) const override {
-        store32(to, static_cast<std::uint32_t>(value));
-        return 4;
+void read(PlainList& list, From from, From end) {
+    from += 4;
+    require(load32(takeRecord(from, end, integerId)) == stringId, "by hand: other elements");
+    const std::uint32_t count = load32(takeRecord(from, end, integerId));
+    for (std::uint32_t i = 0; i < count; ++i) {
+        From payload = takeRecord(from, end, stringId);
+        list.push_back(takeText(payload, from));
     }
-    unsigned int read(const unsigned char* from, unsigned int size) override {
-        require(size >= 4, "by hand: no number");
-        value = static_cast<std::int32_t>(load32(from));
-        return 4;
-    }
+}
 
-    std::int32_t value;
-};
+// --- Both containers, by hand and ours ---
+
+template <typename Ours>
+void write(const Ours& container, Bytes& bytes) {
+    require(container.getBinLength() <= bytes.size(), "ours: another length");
+    container.toBin(bytes.data());
+}
+
+template <typename Ours>
+void read(Ours& container, From from, From end) {
+    container.fromBin(from, static_cast<unsigned int>(end - from));
+}
+
+template <typename Container>
+const Bytes& add(Contenders& all, const std::string& name, const char* contender, const Container& container,
+                 size_t length) {
+    static Bytes bytes(length);
+    const auto load = [] {
+        Container loaded;
+        read(loaded, bytes.data(), bytes.data() + bytes.size());
+        return loaded;
+    };
+    write(container, bytes);
+    require(load() == container, name + ": another content");
+    all.push_back({name + " to binary", contender, [&] { write(container, bytes); }});
+    all.push_back({name + " from binary", contender, [=] { keep(load()); }});
+    return bytes;
+}
+
+template <typename Plain, typename Ours>
+void addBoth(Contenders& all, const std::string& name, const Plain& plain, const Ours& container) {
+    const Bytes& expected = add(all, name, byHand, plain, length(plain));
+    require(add(all, name, ours, container, container.getBinLength()) == expected, name + ": ours differs");
+}
+
+// --- The stream by hand: a growing buffer ---
 
 class Stream {
 public:
-    void write(const Object& object) {
-        const unsigned int payload = object.length();
-        if (capacity - used < headerSize + payload)
-            grow(headerSize + payload);
-        unsigned char* const to = memory.get() + used;
-        store32(to, object.typeId());
-        store32(to + 4, payload);
-        object.write(to + headerSize);
-        used += headerSize + payload;
+    void write(const zusl::Serializable& object) {
+        const size_t size = headerSize + object.getBinLength();
+        if (capacity - used < size)
+            grow(size);
+        object.toBin(putHeader(memory.get() + used, object.getTypeId(), size - headerSize));
+        used += size;
     }
 
-    void read(Object& object) {
-        const unsigned char* const from = memory.get() + position;
-        require(used - position >= headerSize &&
-                    (from[0] | from[1] << 8) == static_cast<int>(object.typeId()),
-                "by hand: another type");
-        const unsigned int payload = load32(from + 4);
-        require(payload <= used - position - headerSize, "by hand: no record");
-        object.read(from + headerSize, payload);
-        position += headerSize + payload;
+    void read(zusl::Serializable& object) {
+        From from = memory.get() + position;
+        From const payload = takeRecord(from, memory.get() + used, object.getTypeId());
+        object.fromBin(payload, static_cast<unsigned int>(from - payload));
+        position = static_cast<size_t>(from - memory.get());
     }
 
     void clear() { used = position = 0; }
-    void rewind() { position = 0; }
-    Bytes content() const { return Bytes(memory.get(), memory.get() + used); }
 
 private:
-    static constexpr size_t headerSize = 8;
-
     void grow(size_t needed) {
-        const size_t newCapacity = 2 * capacity + needed;
-        std::unique_ptr<unsigned char[]> larger(new unsigned char[newCapacity]);
+        capacity = 2 * capacity + needed;
+        std::unique_ptr<unsigned char[]> larger(new unsigned char[capacity]);
         if (used > 0)
             std::memcpy(larger.get(), memory.get(), used);
         memory = std::move(larger);
-        capacity = newCapacity;
     }
 
     std::unique_ptr<unsigned char[]> memory;
@@ -188,67 +192,40 @@ private:
     size_t position = 0;
 };
 
-// What is written and read; the loops know only the objects' interface.
-template <typename Interface, typename NumberType>
-struct Objects {
-    Objects() {
-        for (int i = 0; i < records; ++i)
-            sources.push_back(std::make_unique<NumberType>(i));
-        receivers.assign(sources.size(), &received);
-    }
-
-    std::vector<std::unique_ptr<Interface>> sources;
-    NumberType received;
-    std::vector<Interface*> receivers;
-};
-
-template <typename AnyStream, typename AnyObjects>
-void writeAll(AnyStream& stream, const AnyObjects& objects) {
-    stream.clear();
-    for (const auto& object : objects.sources)
-        stream.write(*object);
-}
-
-template <typename AnyStream, typename AnyObjects>
-void readAll(AnyStream& stream, AnyObjects& objects) {
-    for (auto* const receiver : objects.receivers)
-        stream.read(*receiver);
-}
-
-void addRecordJobs(Jobs& jobs) {
-    static Objects<Object, Number> plainObjects;
-    static Objects<zusl::Serializable, zutl::Integer> objects;
-    static Stream plainStream;
-    static zusl::MemIOStream stream;
-    writeAll(plainStream, plainObjects);
-    writeAll(stream, objects);
-    const unsigned char* data = nullptr;
-    unsigned int size = 0;
-    stream.getBuffer(data, size);
-    static const Bytes bytes(data, data + size);
-    require(bytes == plainStream.content(), "records, write: ours differs");
-    readAll(plainStream, plainObjects);
-    readAll(stream, objects);
-    require(stream.isEmpty() && objects.received == records - 1 && plainObjects.received.value == records - 1,
-            "records, read: ours differs");
-
-    const auto refill = [] { stream.setBuffer(bytes.data(), static_cast<unsigned int>(bytes.size())); };
-    jobs.push_back({recordWriteJob,
-                    records,
-                    {{byHand, [] { writeAll(plainStream, plainObjects); }, {}},
-                     {ours, [] { writeAll(stream, objects); }, {}}}});
-    jobs.push_back(
-        {recordReadJob,
-         records,
-         {{byHand, [] { readAll(plainStream, plainObjects); }, [] { writeAll(plainStream, plainObjects); }},
-          {ours, [] { readAll(stream, objects); }, refill}}});
+// The loops know the objects by their interface only.
+template <typename AnyStream>
+void addRecordJobs(Contenders& all, const char* contender) {
+    static AnyStream stream;
+    static zutl::Integer received;
+    static std::vector<zusl::Serializable*> receivers(records, &received);
+    static std::vector<std::unique_ptr<zusl::Serializable>> sources;
+    for (int i = 0; i < records; ++i)
+        sources.push_back(std::make_unique<zutl::Integer>(i));
+    const auto write = [] {
+        stream.clear();
+        for (const auto& source : sources)
+            stream.write(*source);
+    };
+    const auto read = [] {
+        for (zusl::Serializable* const receiver : receivers)
+            stream.read(*receiver);
+    };
+    write();
+    read();
+    require(received == records - 1, std::string("records: ") + contender);
+    all.push_back({"100 000 numbers as records, write", contender, write});
+    all.push_back({"100 000 numbers as records, read", contender, read, write});
 }
 
 } // namespace
 
-void addBinaryJobs(Jobs& jobs) {
-    addMapJobs(jobs);
-    addRecordJobs(jobs);
+void addBinaryJobs(Contenders& all) {
+    static const zusl::List<zutl::String> list(plainList.begin(), plainList.end());
+    static zusl::StringMap<zutl::String> map;
+    for (const auto& [name, value] : plainMap)
+        map.insert(name, value);
+    addBoth(all, "map of 10 000 strings", plainMap, map);
+    addBoth(all, "list of 10 000 strings", plainList, list);
+    addRecordJobs<Stream>(all, byHand);
+    addRecordJobs<zusl::MemIOStream>(all, ours);
 }
-
-} // namespace bench

@@ -5,171 +5,108 @@
 
 #include <boost/archive/binary_iarchive.hpp>
 #include <boost/archive/binary_oarchive.hpp>
+#include <boost/serialization/list.hpp>
 #include <boost/serialization/map.hpp>
-#include <boost/serialization/string.hpp>
 #include <cereal/archives/binary.hpp>
+#include <cereal/types/list.hpp>
 #include <cereal/types/map.hpp>
 #include <cereal/types/string.hpp>
 #include <msgpack.hpp>
 
 #include <cstring>
-#include <istream>
-#include <ostream>
-#include <streambuf>
-#include <vector>
 
 namespace {
 
-using Bytes = std::vector<unsigned char>;
+using Bytes = std::vector<char>;
 
 // The bytes as what a standard stream reads from or writes to.
-class MemoryBuffer : public std::streambuf {
-public:
+struct MemoryBuffer : std::streambuf {
     explicit MemoryBuffer(Bytes& bytes) {
-        char* const start = reinterpret_cast<char*>(bytes.data());
-        setp(start, start + bytes.size());
-        setg(start, start, start + bytes.size());
+        setp(bytes.data(), bytes.data() + bytes.size());
+        setg(bytes.data(), bytes.data(), bytes.data() + bytes.size());
     }
 };
 
 struct Msgpack {
     static constexpr const char* name = "msgpack";
-
-    class Writer {
-    public:
+    struct Sink {
+        char* to;
+        void write(const char* data, size_t size) {
+            std::memcpy(to, data, size);
+            to += size;
+        }
+    };
+    struct Writer {
         explicit Writer(Bytes& bytes) : sink{bytes.data()}, packer(sink) {}
         template <typename T>
-        void put(const T& object) {
+        void operator()(const T& object) {
             packer.pack(object);
         }
-
-    private:
-        struct Sink {
-            unsigned char* to;
-            void write(const char* data, size_t size) {
-                std::memcpy(to, data, size);
-                to += size;
-            }
-        };
         Sink sink;
         msgpack::packer<Sink> packer;
     };
-
-    class Reader {
-    public:
+    struct Reader {
         explicit Reader(Bytes& source) : bytes(source) {}
         template <typename T>
-        void get(T& object) {
-            msgpack::unpack(reinterpret_cast<const char*>(bytes.data()), bytes.size(), offset)
-                .get()
-                .convert(object);
+        void operator()(T& object) {
+            msgpack::unpack(bytes.data(), bytes.size(), offset).get().convert(object);
         }
-
-    private:
-        const Bytes& bytes;
+        Bytes& bytes;
         size_t offset = 0;
     };
 };
 
+// An archive on a standard stream.
+template <typename Stream, typename Archive, unsigned int... flags>
+struct OnStream {
+    explicit OnStream(Bytes& bytes) : buffer(bytes), stream(&buffer), archive(stream, flags...) {}
+    template <typename T>
+    void operator()(T&& object) {
+        archive& object;
+    }
+    MemoryBuffer buffer;
+    Stream stream;
+    Archive archive;
+};
+
 struct Cereal {
     static constexpr const char* name = "cereal";
-
-    class Writer {
-    public:
-        explicit Writer(Bytes& bytes) : buffer(bytes), stream(&buffer), archive(stream) {}
-        template <typename T>
-        void put(const T& object) {
-            archive(object);
-        }
-
-    private:
-        MemoryBuffer buffer;
-        std::ostream stream;
-        cereal::BinaryOutputArchive archive;
-    };
-
-    class Reader {
-    public:
-        explicit Reader(Bytes& bytes) : buffer(bytes), stream(&buffer), archive(stream) {}
-        template <typename T>
-        void get(T& object) {
-            archive(object);
-        }
-
-    private:
-        MemoryBuffer buffer;
-        std::istream stream;
-        cereal::BinaryInputArchive archive;
-    };
+    using Writer = OnStream<std::ostream, cereal::BinaryOutputArchive>;
+    using Reader = OnStream<std::istream, cereal::BinaryInputArchive>;
 };
 
 struct Boost {
     static constexpr const char* name = "Boost.Serialization";
     static constexpr unsigned int flags = boost::archive::no_header | boost::archive::no_codecvt;
-
-    class Writer {
-    public:
-        explicit Writer(Bytes& bytes) : buffer(bytes), archive(buffer, flags) {}
-        template <typename T>
-        void put(const T& object) {
-            archive << object;
-        }
-
-    private:
-        MemoryBuffer buffer;
-        boost::archive::binary_oarchive archive;
-    };
-
-    class Reader {
-    public:
-        explicit Reader(Bytes& bytes) : buffer(bytes), archive(buffer, flags) {}
-        template <typename T>
-        void get(T& object) {
-            archive >> object;
-        }
-
-    private:
-        MemoryBuffer buffer;
-        boost::archive::binary_iarchive archive;
-    };
+    using Writer = OnStream<std::ostream, boost::archive::binary_oarchive, flags>;
+    using Reader = OnStream<std::istream, boost::archive::binary_iarchive, flags>;
 };
 
+template <typename Library, typename Container>
+void addContainer(Contenders& all, const std::string& job, const Container& container) {
+    static Bytes bytes(2 << 20);
+    const auto save = [&container] { typename Library::Writer{bytes}(container); };
+    const auto load = [] {
+        Container loaded; // a new one: some of the libraries would use the old elements again
+        typename Library::Reader{bytes}(loaded);
+        return loaded;
+    };
+    save();
+    require(load() == container, Library::name);
+    all.push_back({job + " to binary", Library::name, save});
+    all.push_back({job + " from binary", Library::name, [=] { keep(load()); }});
+}
+
 template <typename Library>
-void addPeer(bench::Jobs& jobs) {
-    static Bytes mapBytes(2 << 20);
-    static Bytes recordBytes(bench::records * 16);
-    static std::int32_t number = 0;
-    const auto saveMap = [] { typename Library::Writer(mapBytes).put(bench::plainMap()); };
-    const auto loadMap = [] {
-        bench::PlainMap map; // a new one: some of the libraries would use the old elements again
-        typename Library::Reader(mapBytes).get(map);
-        return map;
-    };
-    const auto saveRecords = [] {
-        typename Library::Writer writer(recordBytes);
-        for (std::int32_t i = 0; i < bench::records; ++i)
-            writer.put(i);
-    };
-    const auto loadRecords = [] {
-        typename Library::Reader reader(recordBytes);
-        for (int i = 0; i < bench::records; ++i)
-            reader.get(number);
-    };
-    saveMap();
-    bench::require(loadMap() == bench::plainMap(), Library::name);
-    saveRecords();
-    loadRecords();
-    bench::require(number == bench::records - 1, Library::name);
-    addContender(jobs, bench::mapWriteJob, {Library::name, saveMap, {}});
-    addContender(jobs, bench::mapReadJob, {Library::name, [=] { bench::keep(loadMap()); }, {}});
-    addContender(jobs, bench::recordWriteJob, {Library::name, saveRecords, {}});
-    addContender(jobs, bench::recordReadJob, {Library::name, loadRecords, {}});
+void addPeer(Contenders& all) {
+    addContainer<Library>(all, "map of 10 000 strings", plainMap);
+    addContainer<Library>(all, "list of 10 000 strings", plainList);
 }
 
 } // namespace
 
-void bench::addBinaryPeers(Jobs& jobs) {
-    addPeer<Msgpack>(jobs);
-    addPeer<Cereal>(jobs);
-    addPeer<Boost>(jobs);
+void addBinaryPeers(Contenders& all) {
+    addPeer<Msgpack>(all);
+    addPeer<Cereal>(all);
+    addPeer<Boost>(all);
 }

@@ -5,16 +5,17 @@ file=settings_xml.txt
 
 # save: makes the lines NAME<tab>VALUE that it reads, sorted, the content of the settings file.
 save() {
-    for sibling in "$file".*; do
-        case ${sibling##*.} in
-            '' | *[!0-9]*) continue ;;
-        esac
-        kill -0 "${sibling##*.}" 2>/dev/null || rm -f "$sibling"
-    done
-    awk -F '\t' 'BEGIN { print "<Settings>" } { print "  <" $1 ">" $2 "</" $1 ">" } END { print "</Settings>" }' \
-        >"$file.$$"
-    sync "$file.$$"
-    mv "$file.$$" "$file"
+    IFS=- read -r a b c _ </proc/sys/kernel/random/uuid
+    temporary=.$file.saving-$a$b$c
+    umask 077
+    set -C # fails if the file exists
+    exec 9>"$temporary"
+    flock -n 9
+    awk -F '\t' 'BEGIN { print "<Settings>" } { print "  <" $1 ">" $2 "</" $1 ">" } END { print "</Settings>" }' >&9
+    chmod "$(stat -c %a "$file")" "$temporary"
+    sync "$temporary"
+    mv "$temporary" "$file"
+    sync .
 }
 
 is_running() {
@@ -35,8 +36,6 @@ restart() {
 }
 
 redirect() {
-    page=${HTTP_REFERER%%\?*}
-    query=$(printf '%s' "${HTTP_REFERER#*\?}" | tr '&' '\n' | grep -v '^success=')
-    query=$(printf '%s\nsuccess=%s\n' "$query" "$1" | LC_ALL=C sort | tr '\n' '&')
-    printf 'Location: %s?%s\r\n\r\n' "$page" "${query%&}"
+    query=$(printf '%s' "${HTTP_REFERER#*\?}" | tr '&' '\n' | grep -v '^success=' | tr '\n' '&')
+    printf 'Location: %s?%s&success=%s\r\n\r\n' "${HTTP_REFERER%%\?*}" "${query%&}" "$1"
 }

@@ -2,33 +2,29 @@
 # The same job in Perl.
 use strict;
 use warnings;
-use Fcntl;
-use IO::Handle;
 use Cwd;
+use Fcntl qw(:DEFAULT :flock);
+use IO::Handle;
+use Time::HiRes qw(clock_gettime CLOCK_MONOTONIC);
 
 my $file = "settings_xml.txt";
 
 sub decode {
-    my ($text) = @_;
-    $text =~ s/%([0-9A-Fa-f]{2})/chr(hex($1))/ge;
-    return $text;
+    return $_[0] =~ s/%([0-9A-Fa-f]{2})/chr(hex($1))/ger;
 }
 
 sub save {
     my ($settings) = @_;
-    my $text = "<Settings>\n";
-    $text .= "  <$_>$settings->{$_}</$_>\n" for sort keys %$settings;
-    $text .= "</Settings>\n";
-    opendir(my $directory, ".") or die;
-    for my $name (readdir $directory) {
-        unlink $name if $name =~ /^\Q$file\E\.(\d+)$/ && !kill(0, $1);
-    }
-    closedir $directory;
-    sysopen(my $sibling, "$file.$$", O_WRONLY | O_CREAT | O_EXCL) or die;
-    syswrite $sibling, $text;
-    $sibling->sync;
-    rename "$file.$$", $file or die;
-    close $sibling;
+    my $temporary = sprintf(".%s.saving-%016x", $file, clock_gettime(CLOCK_MONOTONIC) * 1e9);
+    sysopen(my $handle, $temporary, O_WRONLY | O_CREAT | O_EXCL, 0600) or die;
+    flock($handle, LOCK_EX | LOCK_NB) or die;
+    my $text = join "", map { "  <$_>$settings->{$_}</$_>\n" } sort keys %$settings;
+    syswrite $handle, "<Settings>\n$text</Settings>\n";
+    chmod((stat $file)[2] & 0777, $handle);
+    $handle->sync or die;
+    rename $temporary, $file or die;
+    sysopen(my $parent, ".", O_RDONLY) or die;
+    $parent->sync or die;
 }
 
 sub is_running {
@@ -37,7 +33,6 @@ sub is_running {
     for my $id (grep { /^\d+$/ } readdir $processes) {
         sysopen(my $command, "/proc/$id/cmdline", O_RDONLY) or next;
         sysread $command, my $line, 256;
-        close $command;
         return 1 if ($line // "") =~ /^(?:[^\0]*\/)?\Q$name\E(?:\0|$)/;
     }
     return 0;
@@ -45,9 +40,8 @@ sub is_running {
 
 sub restart {
     open(my $marker, "<", "pid.cgi") or return "false";
-    my $mentioned = join "", <$marker>;
     my ($name) = getcwd() =~ m{/([^/]+)/html$} or return "false";
-    return "false" if index($mentioned, $name) < 0;
+    return "false" if index(join("", <$marker>), $name) < 0;
     return "stopped" unless is_running($name);
     return system("killall", "-SIGUSR1", $name) == 0 ? "restarted" : "running";
 }
@@ -59,8 +53,6 @@ for my $field (split /&/, $form) {
     $settings{decode(lc $name)} //= decode($value);
 }
 save(\%settings);
-my $status = restart();
 my ($page, $query) = split /\?/, $ENV{HTTP_REFERER}, 2;
-my %parameters = map { split /=/, $_, 2 } split /&/, $query;
-$parameters{success} = $status;
-syswrite STDOUT, "Location: $page?" . join("&", map { "$_=$parameters{$_}" } sort keys %parameters) . "\r\n\r\n";
+my @parameters = grep { !/^success=/ } split /&/, $query;
+syswrite STDOUT, "Location: $page?" . join("&", @parameters, "success=" . restart()) . "\r\n\r\n";

@@ -1,28 +1,19 @@
-// The same job with cgicc for the form; everything else is that of the limit.
-
-#include "parts.h"
+// The form decoder of the limit, but with cgicc.
 
 #include <cgicc/Cgicc.h>
 
-#include <algorithm>
 #include <cctype>
-#include <csignal>
-#include <map>
+#include <cstring>
 
-int main() {
-    std::signal(SIGPIPE, SIG_IGN);
+extern "C" void put_field(char* name, char* value);
+extern "C" void read_form();
+
+void read_form() {
     const cgicc::Cgicc request;
-    std::map<std::string, std::string> settings;
     for (const cgicc::FormEntry& entry : request.getElements()) {
-        std::string name = entry.getName();
-        std::transform(name.begin(), name.end(), name.begin(),
-                       [](unsigned char byte) { return std::tolower(byte); });
-        settings.try_emplace(name, entry.getValue());
+        char* const name = strdup(entry.getName().c_str());
+        for (char* byte = name; *byte != '\0'; ++byte)
+            *byte = static_cast<char>(std::tolower(static_cast<unsigned char>(*byte)));
+        put_field(name, strdup(entry.getValue().c_str()));
     }
-    fields sorted{};
-    for (auto& [name, value] : settings)
-        put_field(&sorted, {const_cast<char*>(name.data()), name.size()}, {value.data(), value.size()},
-                  false);
-    redirect(save_settings(&sorted) ? restart_application() : "false");
-    return 0;
 }

@@ -1,5 +1,0 @@
-/* The floor: a process that does nothing. */
-
-int main(void) {
-    return 0;
-}
