@@ -27,7 +27,7 @@ void describe() {
 
 int checkWithLibrary() {
     zuap::Values found;
-    zuap::parseSettings(text, found);
+    require(zuap::parseSettings(text, found), "settings text");
     int valid = 0;
     for (const zuap::Setting& setting : settings)
         valid += setting.refusal(found[setting.name]).empty() ? 1 : 0;
