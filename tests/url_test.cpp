@@ -65,9 +65,11 @@ TEST(Url, DecodesEscapes) {
     for (const auto& [text, plain, plusAsSpace] : cases) {
         EXPECT_EQ(url::decode(text, false), plain) << text;
         EXPECT_EQ(url::decode(text, true), plusAsSpace) << text;
-        String inPlace(text);
-        url::decodeInPlace(inPlace, true);
-        EXPECT_EQ(inPlace, plusAsSpace) << text;
+        for (const bool isSpace : {false, true}) {
+            String inPlace(text);
+            url::decodeInPlace(inPlace, isSpace);
+            EXPECT_EQ(inPlace, isSpace ? plusAsSpace : plain) << text;
+        }
     }
     for (size_t length = 4050; length < 4120; ++length) { // around the size of a block
         const std::string x(length, 'x');

@@ -119,7 +119,7 @@ void url::decodeInPlace(String& text, bool plusAsSpace) {
     const size_t plain = plusAsSpace ? 0 : std::min(text.find('%'), text.size());
     char* const changed = text.data() + plain;
     const char* const end = decodeShort(changed, text.data() + text.size(), changed, plusAsSpace);
-    text.resize(static_cast<size_t>(end - text.data()));
+    text.erase(static_cast<size_t>(end - text.data()));
 }
 
 String url::encode(const String& text, const char* reserved) {
