@@ -1,7 +1,7 @@
 """Writes the sizes in the documents, or checks them: figures.py [--check] [PRESET...]
 
-Builds the program with each preset, by default all that the README lists, and puts its stripped size into the
-README's table of targets; with the preset "release" also the other sizes named below. With --check it changes
+Builds the program with each preset, by default all that the tables of targets list, and puts its stripped
+size into these tables; with the preset "release" also the other sizes named below. With --check it changes
 nothing and fails if a document has another figure.
 """
 import pathlib
@@ -10,40 +10,50 @@ import subprocess
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-README, GUIDE, APPLICATION = ROOT / "README.md", ROOT / "docs/library.md", ROOT / "docs/application.md"
+README, DEPLOY = ROOT / "README.md", ROOT / "docs/deploy.md"
+GUIDE, APPLICATION = ROOT / "docs/library.md", ROOT / "docs/application.md"
+DOCUMENTS = (README, DEPLOY)  # those with tables of presets
+ROW = r"^\| `{}` \|.*\| ([0-9 ]+)(?: stripped)? \|$"  # a preset and its program's size
 
 
 def run(*command):
     subprocess.run(command, cwd=ROOT, check=True, stdout=subprocess.DEVNULL)
 
 
+def is_stripped(program):
+    described = subprocess.run(["file", "-b", str(program)], capture_output=True, text=True, check=True)
+    return "not stripped" not in described.stdout
+
+
 def stripped_size(program):
     stripped = program.with_suffix(".stripped")
-    strip = ["objcopy", "--strip-all"] if stripped_by_build(program) is None else ["cp"]
-    run(*strip, str(program), str(stripped))
+    run(*(["cp"] if is_stripped(program) else ["objcopy", "--strip-all"]), str(program), str(stripped))
     return stripped.stat().st_size
 
 
-def stripped_by_build(program):
-    """Returns the program's name if its build has stripped it, else None."""
-    described = subprocess.run(["file", "-b", str(program)], capture_output=True, text=True, check=True)
-    return None if "not stripped" in described.stdout else program.name
-
-
 def built_size(preset, target, *options):
-    names = [option.strip("-").replace("=", "-") for option in options]
+    names = [option.strip("-").split("/")[0].replace("=", "-") for option in options]
     build = ROOT / "build" / "figures" / "-".join([preset, *names])
     run("cmake", "--preset", preset, "-B", str(build), *options)
     run("cmake", "--build", str(build), "-j", "2", "--target", pathlib.Path(target).name)
     return stripped_size(build / target)
 
 
+def options_of(preset):
+    if preset == "release":
+        return []
+    musl = [f"-DZU_MUSL={ROOT}/build/cross-deps/{preset}/usr"] if preset.startswith("tiny-") else []
+    return ["-DZU_BUILD_TESTS=OFF", *musl]
+
+
 def figures(presets):
     """Yields (document, pattern with the figure as its group, bytes)."""
     program = "app/saveSettings"
     for preset in presets:
-        size = built_size(preset, program, *([] if preset == "release" else ["-DZU_BUILD_TESTS=OFF"]))
-        yield README, rf"^\| `{preset}` \|.*\| ([0-9 ]+)(?: stripped)? \|$", size
+        size = built_size(preset, program, *options_of(preset))
+        for document in DOCUMENTS:
+            if preset in presets_of(document):
+                yield document, ROW.format(preset), size
         if preset != "release":
             continue
         yield README, r"^\| size, stripped: static, .*? \| ([0-9 ]+) bytes \|", size
@@ -60,11 +70,15 @@ def figures(presets):
         yield APPLICATION, r"^\| static \| ([0-9 ]+) bytes \|$", size
 
 
+def presets_of(document):
+    rows = re.findall(ROW.format("([a-z0-9-]+)"), document.read_text("utf-8"), re.M)
+    return [preset for preset, _ in rows]
+
+
 def main(arguments):
     is_check = "--check" in arguments
     presets = [argument for argument in arguments if argument != "--check"]
-    row = r"^\| `([a-z0-9]+)` \|.*\| [0-9 ]+(?: stripped)? \|$"
-    presets = presets or re.findall(row, README.read_text("utf-8"), re.M)
+    presets = presets or sorted({preset for document in DOCUMENTS for preset in presets_of(document)})
     differs = False
     for document, pattern, size in figures(presets):
         text = document.read_text("utf-8")
