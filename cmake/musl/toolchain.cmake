@@ -24,7 +24,7 @@ foreach(file ${musl_include}/stdio.h ${musl_lib}/libc.a ${musl_lib}/rcrt1.o)
     message(FATAL_ERROR "musl is not complete: ${file} is missing; ZU_MUSL is \"${ZU_MUSL}\"")
   endif()
 endforeach()
-configure_file(${CMAKE_CURRENT_LIST_DIR}/static-pie.specs.in ${CMAKE_BINARY_DIR}/static-pie.specs @ONLY)
+configure_file(${CMAKE_CURRENT_LIST_DIR}/static-pie.in ${CMAKE_BINARY_DIR}/static-pie.link @ONLY)
 
 # The folders of the C++ library's headers; the compiler's own, such as stddef.h; and nothing else.
 execute_process(COMMAND ${CMAKE_CXX_COMPILER} -E -v -x c++ /dev/null OUTPUT_QUIET ERROR_VARIABLE found)
@@ -36,4 +36,4 @@ set(c_includes "-isystem ${musl_include} -isystem ${own_include}")
 set(CMAKE_C_FLAGS_INIT "-nostdinc ${c_includes}")
 set(CMAKE_CXX_FLAGS_INIT
   "-nostdinc${cxx_includes} ${c_includes} -include ${CMAKE_CURRENT_LIST_DIR}/glibcNames.h -fno-rtti")
-set(CMAKE_EXE_LINKER_FLAGS_INIT "-specs=${CMAKE_BINARY_DIR}/static-pie.specs")
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-specs=${CMAKE_BINARY_DIR}/static-pie.link")
