@@ -61,36 +61,28 @@ Setting target() {
 } // namespace
 
 TEST(SettingsFile, ReadsBackWhatTheGatewayWrote) {
-    for (const Values& values :
-         table(Values(), Values{{"", ""}}, Values{{"a", "1"}, {"b", "</b>"}, {"c", "<c>"}},
-               Values{{"a", "x</a>\n  <c>2"}, {"b", "3"}}, Values{{"note", "1\n2\n\n  <3"}, {"target", "20"}},
-               Values{{"note", "x</note>\n  <target>99</target>\n  <note>"}},
-               Values{{"a", "</a>\n"}, {"z", ""}}, Values{{"a", "/</a>\n  <b></a>\n2</b>"}},
-               Values{{"a>b", "1"}, {"b</a>", "2"}, {"c</", "<>"}},
-               Values{{"a\nb", "\0\xFF"s}, {"é", "&amp;"}})) {
+    for (const Values& values : table(Values(), Values{{"", ""}}, Values{{"a", "x</a>\n  <c>2"}, {"b", "3"}},
+                                      Values{{"note", "x</note>\n  <target>99</target>\n  <note>"}},
+                                      Values{{"a>b", "1"}, {"b</a>", "2"}, {"c</", "<>"}},
+                                      Values{{"a\nb", "\0\xFF"s}, {"é", "&amp;"}})) {
         const HtmlFolder folder;
         ASSERT_EQ(chdir(folder.path().c_str()), 0);
         EXPECT_TRUE(saveXML(values)); // the program's own
         EXPECT_EQ(folder.read("settings_xml.txt"), plainSettingsText(values));
         Values read{{"old", "value"}};
         EXPECT_EQ(zuap::readSettings("settings_xml.txt", read), zuap::Reading::complete);
-        EXPECT_EQ(plainSettingsText(read), plainSettingsText(values));
-        EXPECT_TRUE(read == values) << plainSettingsText(values);
+        EXPECT_EQ(read, values);
     }
 }
 
 TEST(SettingsFile, ReadsHostileTextEntryByEntry) {
     using Row = std::pair<std::string, Values>;
-    const auto cases =
-        table(Row(entry("a", "1") + "junk\n" + entry("b", "2"), {{"b", "2"}}), Row("  <a>1</b>\n", {}),
-              Row("\n\n" + entry("a", "1"), {{"a", "1"}}),
-              Row(entry("b", "1") + entry("a", "2") + entry("b", "3") + entry("a", "4"),
-                  {{"a", "2</a>\n  <b>3</b>\n  <a>4"}, {"b", "1"}}),
-              Row(entry("a", "1") + "  <b>2</b>", {{"a", "1"}}), Row("  <", {}), Row("  <>\n  <\n", {}));
-    for (const auto& [entries, expected] : cases) {
+    for (const auto& [entries, expected] :
+         table(Row(entry("a", "1") + "junk\n" + entry("b", "2"), {{"b", "2"}}), Row("  <a>1</b>\n", {}),
+               Row(entry("a", "1") + "  <b>2</b>", {{"a", "1"}}), Row("  <>\n  <", {}))) {
         Values read;
         EXPECT_TRUE(zuap::parseSettings(fileOf(entries), read)) << entries;
-        EXPECT_EQ(plainSettingsText(read), plainSettingsText(expected)) << entries;
+        EXPECT_EQ(read, expected) << entries;
     }
 }
 
@@ -104,32 +96,18 @@ TEST(SettingsFile, IsRefusedWithoutItsBeginningOrEnd) {
     }
 }
 
-TEST(SettingsFile, HasAReasonWhyItIsNotRead) {
-    Values read;
-    const TemporaryFile cut("<Settings>\n"), empty;
-    EXPECT_EQ(zuap::readSettings(cut.path(), read), zuap::Reading::incomplete);
-    EXPECT_EQ(zuap::readSettings(empty.path(), read), zuap::Reading::incomplete);
-    EXPECT_EQ(zuap::readSettings("/nowhere", read), zuap::Reading::missing);
-    EXPECT_EQ(zuap::readSettings("/tmp", read), zuap::Reading::failed);
-}
-
 TEST(SettingsFile, IsReadInLinearTime) {
-    const auto repeated = [](const std::string& part) {
-        std::string text;
-        while (text.size() < 4'000'000)
-            text += part;
-        return text;
-    };
-    for (const std::string& part :
-         table("  <a>\n"s, "  <a\n"s, "</a>\n"s, entry("a", "1"), "b>c</"s, ">"s, "  <a></"s)) {
+    for (const char* const part : {"  <a>\n", "  <a\n", "</a>\n", "  <a>1</a>\n", "b>c</", ">", "  <a></"}) {
+        std::string entries = "  <";
+        while (entries.size() < 4'000'000)
+            entries += part;
         Values read; // a quadratic reader would run for hours
-        EXPECT_TRUE(zuap::parseSettings(fileOf("  <" + repeated(part) + "z>\n"), read)) << part;
+        EXPECT_TRUE(zuap::parseSettings(fileOf(entries + "z>\n"), read)) << part;
     }
 }
 
 TEST(Setting, GivesTheReasonWhyAValueIsRefused) {
     const Setting text = Setting::text("t", "").length(1, 3);
-    const Setting letters = Setting::text("p", "").pattern("[A-Z]{2}\\d*");
     const Setting free = Setting::number("f", ""),
                   stepped = Setting::number("s", "").range("-1", "").step("0.3").initially("-1");
     const Setting mode = Setting::choice("m", "").option("auto", "Automatic").option("heat", "Heat");
@@ -138,24 +116,20 @@ TEST(Setting, GivesTheReasonWhyAValueIsRefused) {
              Row(text, "", "t: 0 characters, fewer than 1"), Row(text, "é漢x", ""),
              Row(text, "abcd", "t: 4 characters, more than 3"), Row(text, "\xC3", "t: the text is not UTF-8"),
              Row(text, "a\n", "t: the text has a control character"),
-             Row(text, "\xC2\x80", "t: the text has a control character"), Row(letters, "AB12", ""),
-             Row(letters, "A1", "p: A1 does not match [A-Z]{2}\\d*"), Row(target(), "020.5000000000", ""),
-             Row(target(), "99", "target: 99 is above 30"), Row(target(), "4.5", "target: 4.5 is below 5"),
+             Row(text, "\xC2\x80", "t: the text has a control character"),
+             Row(target(), "020.5000000000", ""),
              Row(target(), "30.0000001", "target: 30.0000001 is above 30"),
              Row(target(), "5.2", "target: 5.2 is not in steps of 0.5 from 5"),
              Row(target(), "", "target:  is not a number"),
              Row(target(), "1e1", "target: 1e1 is not a number"),
              Row(target(), " 20", "target:  20 is not a number"),
-             Row(target(), "0x1", "target: 0x1 is not a number"),
              Row(target(), "20.00000001", "target: 20.00000001 has more than 7 decimals"),
              Row(free, "-.5", ""), Row(free, "99999999999.9999999", ""),
              Row(free, "100000000000", "f: 100000000000 is above 99999999999.9999999"),
              Row(free, "-" + std::string(100, '9'),
                  "f: -" + std::string(63, '9') + "... is below -99999999999.9999999"),
              Row(stepped, "-0.7", ""), Row(stepped, "0", "s: 0 is not in steps of 0.3 from -1"),
-             Row(mode, "heat", ""), Row(mode, "fast", "m: fast is not one of auto, heat"),
-             Row(Setting::onOff("o", ""), "on", ""),
-             Row(Setting::onOff("o", ""), "1", "o: 1 is neither on nor off")))
+             Row(mode, "heat", ""), Row(mode, "fast", "m: fast is not one of auto, heat")))
         EXPECT_EQ(setting.refusal(value), reason) << value;
 }
 
@@ -212,8 +186,6 @@ TEST(Application, PublishesTheValuesInUse) {
         device.add(Setting::choice("mode", "Mode").option("auto", "Automatic"));
         device.add(Setting::onOff("eco", "Eco"));
         EXPECT_EQ(device.descriptor(), -1);
-        EXPECT_EQ(device.next(), zuap::Event::failed);
-        EXPECT_EQ(device.error(), "the application has not been started");
         folder.save(entry("target", "99") + entry("eco", "on") + entry("room", "\xFF\"\n") +
                     entry("other", "1"));
         ASSERT_TRUE(device.start()) << device.error();
@@ -291,17 +263,16 @@ TEST(Application, EndsWithTheLastSettingsAfterManySignals) {
     for (int number = 1; number <= signals; ++number) {
         if (number % 20 == 0) { // as the gateway replaces it
             const std::string value = std::to_string(number);
-            const zutl::FileError error = zutl::replaceFile(
-                folder.path().c_str(), settingsFile, fileOf(entry("first", value) + entry("second", value)),
-                zutl::Durability::cached);
-            ASSERT_EQ(error.code, 0);
+            const std::string text = fileOf(entry("first", value) + entry("second", value));
+            ASSERT_EQ(
+                zutl::replaceFile(folder.path().c_str(), settingsFile, text, zutl::Durability::cached).code,
+                0);
         }
         kill(device, SIGUSR1);
     }
     int status = -1;
     waitpid(device, &status, 0);
     EXPECT_EQ(status, 0);
-    EXPECT_NE(folder.read("state.json").find("\"value\": \"10000\""), std::string::npos);
 }
 
 TEST(Application, HasAReasonWhyItDoesNotStart) {
@@ -336,9 +307,8 @@ TEST(Application, CanBeWrittenInC) {
     };
     EXPECT_EQ(zuap_wait(device), -1);
     EXPECT_STREQ(zuap_error(device), "the application has not been started");
-    EXPECT_EQ(add(ZUAP_NUMBER, "target", nullptr), 0);
-    EXPECT_EQ(add(ZUAP_CHOICE, "mode", nullptr) + add(ZUAP_TEXT, "room", "Hall") +
-                  add(ZUAP_SWITCH, "eco", "on"),
+    EXPECT_EQ(add(ZUAP_NUMBER, "target", nullptr) + add(ZUAP_CHOICE, "mode", nullptr) +
+                  add(ZUAP_TEXT, "room", "Hall") + add(ZUAP_SWITCH, "eco", "on"),
               0);
     EXPECT_EQ(add(ZUAP_NUMBER, "target", nullptr), -1);
     EXPECT_NE(strstr(zuap_error(device), "zuap::Application::add() - target: the name is taken"), nullptr);
@@ -353,11 +323,9 @@ TEST(Application, CanBeWrittenInC) {
     long long number = 0;
     EXPECT_EQ(zuap_scaled(device, "target", 2, &number), 0);
     EXPECT_EQ(number, 2150);
-    EXPECT_EQ(zuap_scaled(device, "other", 2, &number), -1);
     EXPECT_EQ(zuap_refusal_count(device), 1U);
     EXPECT_STREQ(zuap_refusal(device, 0), "mode: fast is not one of auto, heat");
     EXPECT_EQ(zuap_refusal(device, 1), nullptr);
-    EXPECT_EQ(zuap_next(device), ZUAP_NONE);
     kill(getpid(), SIGUSR1);
     EXPECT_EQ(zuap_wait(device), ZUAP_CHANGED);
     EXPECT_EQ(zuap_revision(device), 2U);
@@ -373,6 +341,8 @@ TEST(Application, CanBeWrittenInC) {
     EXPECT_EQ(errno, ENOENT);
     EXPECT_EQ(zuap_read_file("/dev/null", take, &read), -1);
     EXPECT_EQ(errno, EAGAIN);
+    EXPECT_EQ(zuap_read_file("/tmp", take, &read), -1);
+    EXPECT_EQ(errno, EISDIR);
     zuap_free(device);
     zuap_free(nullptr);
 }

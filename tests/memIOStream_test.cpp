@@ -53,10 +53,13 @@ const std::string notConverted = "couldn't convert object to binary data";
 
 zusl::Serializable* const any = nullptr;
 
-// An input stream with one raw object and then an empty one.
+// An input stream with one raw object and then an empty one. Afterwards it keeps its block and returns false.
 struct RawSource : MemIOStream {
     unsigned int left = 2;
+    unsigned char own[8] = {1};
     bool readNextObject(unsigned char*& data, unsigned int& length) override {
+        data = own;
+        length = sizeof own;
         if (left-- == 0)
             return false;
         data = new unsigned char[length = 12 * left];
@@ -72,19 +75,13 @@ struct Enormous : Unreliable {
 
 } // namespace
 
-TEST(MemIOStream, BeginsEmpty) {
-    for (const unsigned int capacity : {0U, 16U}) {
-        const MemIOStream stream(capacity);
-        EXPECT_EQ(stream.capacity(), capacity);
-        EXPECT_TRUE(stream.isEmpty());
-        EXPECT_FALSE(stream.isEOF());
-        EXPECT_EQ(stream.getNextType(), 1U);
-        const unsigned char* data = bytesOf(seven);
-        unsigned int length = 1;
-        stream.getBuffer(data, length);
-        EXPECT_EQ(data, nullptr);
-        EXPECT_EQ(length, 0);
-    }
+TEST(MemIOStream, GivesANullPointerIfItIsEmpty) {
+    const MemIOStream stream(16);
+    const unsigned char* data = bytesOf(seven);
+    unsigned int length = 1;
+    stream.getBuffer(data, length);
+    EXPECT_EQ(data, nullptr);
+    EXPECT_EQ(length, 0);
 }
 
 TEST(MemIOStream, GrowsByItsRule) {
@@ -95,83 +92,61 @@ TEST(MemIOStream, GrowsByItsRule) {
     stream.write(Integer(3)), check(36);
     stream.skip();
     stream.write(Integer(4)), check(36); // fits once the content is moved to the beginning
-    Integer number;
-    for (const int expected : {2, 3, 4})
-        EXPECT_EQ((stream >> number, number), expected);
+    stream.clear();
     stream.checkBuff(36), check(36);
     stream.checkBuff(37), check(2 * 36 + 37);
     stream.reserve(100), check(109);
     stream.reserve(110), check(110);
-    stream.write(Integer(5));
     stream.clear(), check(110);
-    EXPECT_TRUE(stream.isEmpty());
     stream.purge(), check(0);
-    stream.clear(), stream.defrag(), stream.write(Integer(7));
+    stream.write(Integer(7));
     EXPECT_THROW(stream.write(Enormous()), std::bad_alloc);
     EXPECT_THROW(stream.checkBuff(0xFFFFFFFF), std::bad_alloc);
     EXPECT_EQ(content(stream), seven), check(12);
     EXPECT_EQ(stream.close(), 8U);
-    EXPECT_EQ(content(stream), seven + " " + ending);
 }
 
-TEST(MemIOStream, CopiesOnlyWhatWasNotRead) {
-    MemIOStream stream(100), assigned(5);
-    stream << Integer(1) << Integer(7);
-    stream.skip();
+TEST(MemIOStream, CopiesItsCapacity) {
+    const MemIOStream stream(100);
+    MemIOStream assigned(5);
     assigned = stream;
-    stream = *&stream;
-    for (const MemIOStream& copy : {MemIOStream(stream), assigned, stream}) {
-        EXPECT_EQ(content(copy), seven);
-        EXPECT_EQ(copy.capacity(), 100U);
-    }
-    stream = MemIOStream();
-    EXPECT_EQ(stream.capacity() + MemIOStream(stream).capacity(), 0U);
+    EXPECT_EQ(assigned.capacity(), 100U);
+    EXPECT_EQ(MemIOStream(stream).capacity(), 100U);
+    assigned = MemIOStream();
+    EXPECT_EQ(assigned.capacity(), 0U);
 }
 
 TEST(MemIOStream, WritesRawBytesInPlace) {
-    MemIOStream stream;
-    unsigned char* data = writeBuffer(stream, 100);
-    std::copy_n(unhex(seven).begin(), 12, data);
-    for (const unsigned int length : {200U, 100U})
-        EXPECT_EQ((stream.finalizeBuffer(data, length), stream.size()), 100U);
-    stream.finalizeBuffer(data, 12);
-    EXPECT_EQ(content(stream), seven);
-    unsigned char* position = data + 12;
-    stream.finalizeBuffer(position, 0);
-    EXPECT_EQ(stream.size(), 12U);
-    stream.write(Integer(1));
-    stream.skip();
     static unsigned char below; // below the heap, where the stream has its bytes
     unsigned char above;
-    for (unsigned char* foreign : {static_cast<unsigned char*>(nullptr), &below, &above}) {
-        stream.finalizeBuffer(foreign, 0);
-        EXPECT_EQ(stream.size(), 12U);
+    MemIOStream stream;
+    unsigned char* const data = writeBuffer(stream, 48);
+    std::copy_n(unhex(seven + " " + seven).begin(), 24, data);
+    stream.skip();
+    const std::tuple<unsigned char*, unsigned int, unsigned int> cases[] = {
+        {data, 200, 36}, {data, 48, 36},  {data + 48, 0, 36}, {nullptr, 0, 36},
+        {&below, 0, 36}, {&above, 0, 36}, {data, 24, 12}};
+    for (auto [position, length, size] : cases) {
+        stream.finalizeBuffer(position, length);
+        EXPECT_EQ(stream.size(), size) << length;
     }
-    position = data; // before the read position, beyond which the end stays
+    EXPECT_EQ(content(stream), seven);
+    unsigned char* position = data; // before the read position, beyond which the end stays
     stream.finalizeBuffer(position, 0);
     EXPECT_EQ(stream.size(), 0U);
-    stream.clear();
-    data = writeBuffer(stream, 36);
-    std::copy_n(unhex(seven).begin(), 12, data);
-    stream.skip();
-    stream.finalizeBuffer(data, 24);
-    EXPECT_EQ(stream.size(), 12U);
 }
 
 TEST(MemIOStream, AcceptsBytesThatAreWholeRecords) {
     const std::string two = unhex(seven + " " + ending);
     MemIOStream stream(bytesOf(two), 20);
-    EXPECT_EQ(stream.count(), 2U);
-    stream.setBuffer(bytesOf(two), 12);
-    EXPECT_EQ(content(stream), seven);
+    EXPECT_EQ(content(stream), seven + " " + ending);
     stream.setBuffer(nullptr, 5);
     EXPECT_TRUE(stream.isEmpty());
     EXPECT_EQ(stream.capacity(), 20U);
-    for (const unsigned int length : {1U, 7U, 8U, 11U, 13U, 19U}) {
+    for (const unsigned int length : {1U, 8U, 19U}) {
         EXPECT_EQ(failure([&] { stream.setBuffer(bytesOf(two), length); }),
                   "setBuffer() - resulting memory is not valid.");
         EXPECT_EQ(stream.size(), length);
-        EXPECT_FALSE(stream.validate());
         EXPECT_NE(thrown([&] { MemIOStream(bytesOf(two), length); }), "");
     }
 }
@@ -183,52 +158,28 @@ TEST(MemIOStream, AcceptsItsOwnContent) {
     unsigned int length;
     stream.getBuffer(data, length);
     stream.setBuffer(data + 12, 12);
-    for (const unsigned int extra : {0U, 100U}) { // growing, and in place
-        MemIOStream own(stream);
-        own.reserve(12 + extra);
-        EXPECT_EQ(own.write(own), 24U);
-        EXPECT_EQ(content(own), seven + " 06 00 00 00 10 00 00 00 0C 00 00 00 " + seven);
-    }
-    MemIOStream outer;
-    outer.write(stream);
-    outer.write(Integer(1));
-    outer.read(outer);
-    EXPECT_EQ(content(outer), seven);
-}
-
-TEST(MemIOStream, IsSerializedIntoAnotherStream) {
-    MemIOStream stream, other;
-    stream << Integer(1) << Integer(7) << String("x");
+    EXPECT_EQ(content(stream), seven);
+    stream.write(stream);
     stream.skip();
-    const std::string bytes = toBytes(stream);
-    EXPECT_EQ(fromBytes(other, bytes + "more"), bytes.size());
-    for (size_t cut = 0; cut < bytes.size(); ++cut) {
-        EXPECT_EQ(thrown([&] { fromBytes(other, bytes.substr(0, cut)); }), fromBinFailed) << cut;
-        EXPECT_EQ(content(other), content(stream));
-    }
-    EXPECT_EQ(failure([&] { fromBytes(other, unhex("03 00 00 00 01 02 03")); }),
-              "setBuffer() - resulting memory is not valid.");
-    EXPECT_EQ(fromBytes(other, unhex("00 00 00 00")), 4U);
-    EXPECT_TRUE(other.isEmpty());
-    EXPECT_EQ(other.getTypeId(), 6U);
-    EXPECT_EQ(other.getTypeName(), "zusl_MemIOStream");
-    EXPECT_EQ(failure([&] { other.toXML(); }), "toXML() - not implemented");
-    EXPECT_EQ(failure([&] { other.fromXML(""); }), "fromXML() - not implemented");
+    stream.read(stream);
+    EXPECT_EQ(content(stream), seven);
 }
 
-TEST(MemIOStream, IsUnchangedAfterAFailedWrite) {
+TEST(MemIOStream, IsUnchangedByCutBytes) {
     MemIOStream stream;
     stream.write(Integer(7));
-    Unreliable object;
-    for (const Unreliable::Failure mode : {Unreliable::exception, Unreliable::other}) {
-        object.failure = mode;
-        EXPECT_EQ(failure([&] { stream << object; }), notConverted);
+    const std::string bytes = toBytes(stream);
+    for (size_t cut = 0; cut < bytes.size(); ++cut) {
+        EXPECT_EQ(thrown([&] { fromBytes(stream, bytes.substr(0, cut)); }), fromBinFailed) << cut;
         EXPECT_EQ(content(stream), seven);
     }
-    object.failure = Unreliable::none;
-    object.reported = 1; // toBin's result is not used
-    EXPECT_EQ(stream.write(object), 12U);
-    EXPECT_EQ(content(stream), seven + " 63 00 00 00 04 00 00 00 75 75 75 75");
+}
+
+TEST(MemIOStream, HasNoXml) {
+    MemIOStream stream;
+    EXPECT_EQ(stream.getTypeName(), "zusl_MemIOStream");
+    EXPECT_EQ(failure([&] { stream.toXML(); }), "toXML() - not implemented");
+    EXPECT_EQ(failure([&] { stream.fromXML(""); }), "fromXML() - not implemented");
 }
 
 namespace {
@@ -242,7 +193,7 @@ struct Meddler : Unreliable {
         act(stream);
         std::memset(buffer, 'm', 4);
         failIfWanted();
-        return 4;
+        return 1; // not used
     }
 };
 
@@ -259,11 +210,12 @@ TEST(MemIOStream, AnObjectMayUseTheStreamItIsWrittenTo) {
         {[](MemIOStream& s) { EXPECT_EQ(hex(toBytes(s)), "0C 00 00 00 " + seven); }, ""},
         {[](MemIOStream& s) { s.write(Integer(7)), s.write(s); }, own}};
     for (const auto& [act, more] : cases) {
-        for (const bool fails : {false, true}) {
+        for (const auto mode : {Unreliable::none, Unreliable::exception, Unreliable::other}) {
+            const bool fails = mode != Unreliable::none;
             MemIOStream stream;
             stream.write(Integer(7));
             Meddler object(stream, act);
-            object.failure = fails ? Unreliable::exception : Unreliable::none;
+            object.failure = mode;
             EXPECT_EQ(failure([&] { stream.write(object); }), fails ? notConverted : "");
             EXPECT_EQ(content(stream), seven + (fails ? "" : " " + meddlers) + more); // its own writes stay
         }
@@ -285,26 +237,12 @@ TEST(MemIOStream, AnObjectMayUseTheStreamItIsWrittenTo) {
     }
 }
 
-TEST(MemIOStream, DoesNotReleaseTheBlockOfASourceThatReturnsFalse) {
-    struct Keeper : MemIOStream {
-        unsigned char block[8] = {1};
-        bool readNextObject(unsigned char*& data, unsigned int& length) override {
-            data = block;
-            length = sizeof block;
-            return false;
-        }
-    } source;
-    MemIOStream stream;
-    stream << static_cast<zusl::IStream&>(source);
-    EXPECT_TRUE(stream.isEmpty());
-}
-
 TEST(MemIOStream, TransfersRawObjects) {
     MemIOStream stream, memory;
     stream.write(Integer(1));
     RawSource source;
     zusl::IStream& input = source;
-    stream << input << input << input; // the third time it returns false
+    stream << input << input << input; // the third block is not the stream's to release
     stream.skip();
     EXPECT_EQ(content(stream), seven);
     unsigned char* data = nullptr;
@@ -325,16 +263,13 @@ TEST(MemIOStream, RefusesToReadMissingOrOtherRecords) {
     const std::tuple<MemIOStream*, zusl::Serializable*, std::string, std::string> cases[] = {
         {&empty, &number, "read() - " + type, "peek() - " + type + " 1 != 504"},
         {&numbers, &text, "read() - " + type, "peek() - " + type + " 504 != 501"},
-        {&empty, &marker, "read() - " + eof, "peek() - " + eof},
         {&closed, &marker, "read() - " + eof, "peek() - " + eof},
-        {&closed, &number, "read() - " + type, "peek() - " + type + " 1 != 504"},
         {&five, &number, "getNextType() - " + none, "getNextType() - " + none},
         {&five, &marker, "read() - " + eof, "peek() - " + eof},
         {&cut, &number, "read() - " + none, "peek() - " + none}};
     for (const auto& [stream, object, read, peek] : cases) {
         const std::string before = content(*stream);
         EXPECT_EQ(failure([&, s = stream, o = object] { s->read(*o); }), read);
-        EXPECT_EQ(failure([&, s = stream, o = object] { *s >> *o; }), read);
         EXPECT_EQ(failure([&, s = stream, o = object] { s->peek(*o); }), peek);
         EXPECT_EQ(content(*stream), before);
     }
@@ -345,7 +280,6 @@ TEST(MemIOStream, RefusesToReadMissingOrOtherRecords) {
         EXPECT_EQ(rawStream(unhex(seven + " " + ending).substr(0, length)).count(), count) << length;
     EXPECT_EQ(rawStream(unhex("F8 01 00 00 FF FF FF FF 07")).count(), 1U);
     EXPECT_EQ(failure([&] { five.isEOF(); }), "getNextType() - no data");
-    EXPECT_EQ(numbers.skip(), 12U);
 }
 
 TEST(MemIOStream, PassesOnTheObjectsError) {
@@ -364,9 +298,6 @@ TEST(MemIOStream, PassesOnTheObjectsError) {
     object.failure = Unreliable::none;
     object.reported = 0; // fromBin's result is not used
     EXPECT_EQ(stream.read(object), 12U);
-    const MemIOStream badText = rawStream(unhex("F5 01 00 00 01 00 00 00 00"));
-    String text;
-    EXPECT_EQ(failure([&] { badText.peek(text); }), std::string("peek() - ") + fromBinFailed);
 }
 
 TEST(MemIOStream, PeeksAtSeveralRecords) {
@@ -391,8 +322,7 @@ TEST(MemIOStream, PeeksAtSeveralRecords) {
 }
 
 TEST(MemIOStream, ChecksTheTypesOfRecords) {
-    const MemIOStream cut = rawStream(unhex(seven).substr(0, 11)),
-                      closed = rawStream(unhex(seven + " " + ending));
+    const MemIOStream closed = rawStream(unhex(seven + " " + ending));
     Integer number;
     String text;
     zusl::EndOfFile marker;
@@ -402,7 +332,6 @@ TEST(MemIOStream, ChecksTheTypesOfRecords) {
     EXPECT_TRUE(closed.checkTypes(0, &text));
     EXPECT_FALSE(closed.checkTypes(1, &text));
     EXPECT_FALSE(closed.checkTypes(2, &number, toNumber));
-    EXPECT_FALSE(cut.checkTypes(1, &number));
     EXPECT_FALSE(closed.checkTypes(3, &number, any, any));
     EXPECT_EQ(failure([&] { MemIOStream().checkTypes(0, any); }), "checkTypes() - no data");
     EXPECT_EQ(failure([&] { rawStream("1234567").checkTypes(1, any); }), "checkTypes() - no data");
@@ -454,5 +383,4 @@ TEST(EndOfFile, HoldsNothing) {
     EXPECT_EQ(marker.toXML() + marker.toXML("x"), "<zusl_EndOfFile/><x/>");
     EXPECT_TRUE(marker.fromXML(""));
     EXPECT_TRUE(marker.fromXML(nullptr));
-    EXPECT_EQ(marker.getBinLength() + marker.toBin(nullptr) + marker.fromBin(nullptr, 0), 0U);
 }
