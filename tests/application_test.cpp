@@ -61,10 +61,11 @@ Setting target() {
 } // namespace
 
 TEST(SettingsFile, ReadsBackWhatTheGatewayWrote) {
-    for (const Values& values : table(Values(), Values{{"", ""}}, Values{{"a", "x</a>\n  <c>2"}, {"b", "3"}},
-                                      Values{{"note", "x</note>\n  <target>99</target>\n  <note>"}},
-                                      Values{{"a>b", "1"}, {"b</a>", "2"}, {"c</", "<>"}},
-                                      Values{{"a\nb", "\0\xFF"s}, {"é", "&amp;"}})) {
+    for (const Values& values :
+         table(Values(), Values{{"", ""}}, Values{{"a", "x</a>\n  <c>2"}, {"b", "3"}},
+               Values{{"note", "x</note>\n  <target>99</target>\n  <note>"}},
+               Values{{"a", "/</a>\n  <b></a>\n2</b>"}}, Values{{"a>b", "1"}, {"b</a>", "2"}, {"c</", "<>"}},
+               Values{{"a\nb", "\0\xFF"s}, {"é", "&amp;"}})) {
         const HtmlFolder folder;
         ASSERT_EQ(chdir(folder.path().c_str()), 0);
         EXPECT_TRUE(saveXML(values)); // the program's own
@@ -73,6 +74,26 @@ TEST(SettingsFile, ReadsBackWhatTheGatewayWrote) {
         EXPECT_EQ(zuap::readSettings("settings_xml.txt", read), zuap::Reading::complete);
         EXPECT_EQ(read, values);
     }
+}
+
+// Every text of up to five parts that make trouble.
+TEST(SettingsFile, IsReadAsTheFirstMapThatTheGatewayWritesSo) {
+    const std::vector<std::string> parts = {"  <a>",  "  <b>",  "  <", "a>",    "</a>",  "</b>",
+                                            "</a>\n", "</b>\n", "\n",  "</>\n", "  </a>"};
+    std::vector<std::string> texts = {""};
+    for (size_t shorter = 0; texts.size() < 177156; ++shorter)
+        for (const std::string& part : parts)
+            texts.push_back(texts[shorter] + part);
+    size_t written = 0;
+    for (const std::string& text : texts)
+        if (const auto maps = plainSettingsOf(text); !maps.empty()) {
+            Values read;
+            EXPECT_TRUE(zuap::parseSettings(fileOf(text), read));
+            EXPECT_EQ(plainSettingsText(read), plainSettingsText(maps[0]));
+            EXPECT_TRUE(read == maps[0]) << text;
+            ++written;
+        }
+    EXPECT_GT(written, 1000U);
 }
 
 TEST(SettingsFile, ReadsHostileTextEntryByEntry) {
@@ -117,6 +138,16 @@ TEST(Setting, GivesTheReasonWhyAValueIsRefused) {
              Row(text, "abcd", "t: 4 characters, more than 3"), Row(text, "\xC3", "t: the text is not UTF-8"),
              Row(text, "a\n", "t: the text has a control character"),
              Row(text, "\xC2\x80", "t: the text has a control character"),
+             Row(text, "\xE0\x80\x80", "t: the text is not UTF-8"), // overlong
+             Row(text, "\xF0\x80\x80\x80", "t: the text is not UTF-8"),
+             Row(text, "\xED\xA0\x80", "t: the text is not UTF-8"), // a surrogate
+             Row(text, "\xF4\x90\x80\x80", "t: the text is not UTF-8"), Row(text, "\xF0\x9F\x98\x80", ""),
+             Row(Setting::text("p", "").length(2, 3), "x", "p: 1 character, fewer than 2"),
+             Row(Setting::text("p", "").pattern("("), "x", ""), // not supported
+             Row(Setting::onOff("o", ""), "off", ""), Row(Setting::onOff("o", ""), "on", ""),
+             Row(Setting::onOff("o", ""), "1", "o: 1 is neither on nor off"),
+             Row(target(), "20.x", "target: 20.x is not a number"),
+             Row(Setting::number("n", "").step("2"), "3", "n: 3 is not in steps of 2"),
              Row(target(), "020.5000000000", ""),
              Row(target(), "30.0000001", "target: 30.0000001 is above 30"),
              Row(target(), "5.2", "target: 5.2 is not in steps of 0.5 from 5"),
@@ -137,7 +168,7 @@ TEST(Setting, MatchesPatterns) {
     using Row =
         std::tuple<const char*, const char*, const char*>; // pattern, texts that match, texts that do not
     for (const auto& [pattern, right, wrong] :
-         table(Row("a", "a", "b aa"), Row("a?b*c+", "c abc bbcc", "ab a aac cb"),
+         table(Row("a", "a", "b aa"), Row("\\/[aa]", "/a", "/ a"), Row("a?b*c+", "c abc bbcc", "ab a aac cb"),
                Row("a{2}b{1,}c{0,2}", "aab aabbcc", "ab aa aabccc"), Row("[a-z]*a", "a za aaa", "z ab"),
                Row("\\[", "[", "]"), Row("[^x]y", "ay éy", "xy y"), Row("[\\]\\-\\\\]", "] - \\", "x"),
                Row("\\d\\w", "1_ 2Z 33", "x1 1é"), Row(".", "é 漢", "ab  "),
@@ -162,6 +193,8 @@ TEST(Setting, NamesTheFaultInItsDescription) {
                Row(target().range("5", "x"), "target: x is not a number of up to 11 digits and 7 decimals"),
                Row(target().range("100000000000", ""),
                    "target: 100000000000 is not a number of up to 11 digits and 7 decimals"),
+               Row(target().range("-100000000000", ""),
+                   "target: -100000000000 is not a number of up to 11 digits and 7 decimals"),
                Row(target().step("0"), "target: the step 0 is not above 0"),
                Row(target().initially("4"), "target: 4 is below 5"),
                Row(Setting::choice("a", ""), "a: a choice needs options"),
@@ -170,9 +203,10 @@ TEST(Setting, NamesTheFaultInItsDescription) {
     for (const char* const name : {"A", "a<", "a>", "a/", "a\n"})
         EXPECT_EQ(Setting::text(name, "").fault(), name + std::string(badName));
     for (const char* const pattern :
-         {"(a)",      "a|b",    "^a",  "a$", "a**", "a*?",  "*",    "{1}",   "a{2,1}",  "a{,2}",
-          "a{65536}", "a{1",    "[",   "[]", "[^]", "[a-]", "[-a]", "[z-a]", "[\\d-z]", "[a-\\d]",
-          "[a-c-e]",  "[a&&b]", "[[]", "]",  "}",   "\\",   "\\n",  "\\-",   "\xFF"})
+         {"(a)",     "a|b",      "^a",      "a$",  "a**",   "a*?",     "*",          "{1}",    "a{2,1}",
+          "a{,2}",   "a{65536}", "a{1",     "[",   "[]",    "[^]",     "[a-]",       "[-a]",   "[z-a]",
+          "[\\d-z]", "[a-\\d]",  "[a-c-e]", "[a",  "[\\n]", "[\\w-z]", "a{1,65536}", "[a&&b]", "[[]",
+          "]",       "}",        "\\",      "\\n", "\\-",   "\xFF"})
         EXPECT_EQ(Setting::text("a", "").pattern(pattern).fault(),
                   "a: the pattern " + std::string(pattern) + " is not supported");
 }
@@ -232,7 +266,9 @@ TEST(Application, AppliesValidValuesAtEachSignal) {
     EXPECT_EQ(afterSignal(), "215 off target: 99 is above 30settings_xml.txt: not a whole settings file");
     std::filesystem::remove(folder.path("settings_xml.txt"));
     EXPECT_EQ(afterSignal(), "200 off ");
-    EXPECT_EQ(device.revision(), 6U);
+    std::filesystem::create_directory(folder.path("settings_xml.txt"));
+    EXPECT_EQ(afterSignal(), "200 off settings_xml.txt: Is a directory");
+    EXPECT_EQ(device.revision(), 7U);
     EXPECT_THROW(device.value("other"), zutl::Exception);
     for (const int number : {SIGTERM, SIGINT}) {
         kill(getpid(), number);
@@ -277,19 +313,26 @@ TEST(Application, EndsWithTheLastSettingsAfterManySignals) {
 
 TEST(Application, HasAReasonWhyItDoesNotStart) {
     const HtmlFolder folder;
-    const std::string noFolder = folder.path("none"), wrongName = folder.path("..");
-    zuap::Application missing(noFolder), wrong(wrongName), device(folder.path());
+    const std::string noFolder = folder.path("none");
+    zuap::Application missing(noFolder), device(folder.path());
     EXPECT_FALSE(missing.start());
     EXPECT_EQ(missing.error(), noFolder + ": No such file or directory");
-    EXPECT_FALSE(wrong.start());
-    EXPECT_NE(wrong.error().find("/device: the folder must be APPLICATION/html"), String::npos)
-        << wrong.error();
+    for (const std::string& wrong : {"/"s, folder.path("..")}) {
+        zuap::Application misplaced(wrong);
+        EXPECT_FALSE(misplaced.start());
+        EXPECT_NE(misplaced.error().find(": the folder must be APPLICATION/html"), String::npos)
+            << misplaced.error();
+    }
     device.add(target());
     EXPECT_THROW(device.add(target()), zutl::Exception);
     EXPECT_THROW(device.add(target().initially("99")), zutl::Exception);
+    std::filesystem::create_directory(folder.path("state.json"));
     std::filesystem::create_directory(folder.path("pid.cgi"));
     EXPECT_FALSE(device.start());
     EXPECT_NE(device.error().find("/pid.cgi: Is a directory"), String::npos) << device.error();
+    std::filesystem::remove(folder.path("pid.cgi"));
+    EXPECT_TRUE(device.start());
+    EXPECT_NE(device.error().find("/state.json: Is a directory"), String::npos) << device.error();
 }
 
 TEST(Application, CanBeWrittenInC) {
@@ -302,7 +345,8 @@ TEST(Application, CanBeWrittenInC) {
         setting.type = type;
         setting.name = name;
         setting.initial = initial;
-        setting.options = options;
+        setting.options = type == ZUAP_CHOICE ? options : nullptr;
+        setting.maximum_length = type == ZUAP_TEXT ? 10 : 0;
         return zuap_add(device, &setting);
     };
     EXPECT_EQ(zuap_wait(device), -1);
@@ -314,6 +358,7 @@ TEST(Application, CanBeWrittenInC) {
     EXPECT_NE(strstr(zuap_error(device), "zuap::Application::add() - target: the name is taken"), nullptr);
     ASSERT_EQ(zuap_start(device), 0) << zuap_error(device);
     EXPECT_STREQ(zuap_error(device), "");
+    EXPECT_EQ(zuap_start(device), -1);
     EXPECT_GE(zuap_descriptor(device), 0);
     EXPECT_STREQ(zuap_value(device, "mode"), "auto");
     EXPECT_EQ(zuap_value(device, nullptr), nullptr);
@@ -343,6 +388,8 @@ TEST(Application, CanBeWrittenInC) {
     EXPECT_EQ(errno, EAGAIN);
     EXPECT_EQ(zuap_read_file("/tmp", take, &read), -1);
     EXPECT_EQ(errno, EISDIR);
+    EXPECT_EQ(zuap_read_file("/dev/null/x", take, &read), -1);
+    EXPECT_EQ(errno, ENOTDIR);
     zuap_free(device);
     zuap_free(nullptr);
 }

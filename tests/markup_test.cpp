@@ -79,9 +79,10 @@ TEST(Markup, ReplacesWholeElements) {
         {"a<b>1<b>2</b></b>c<b/>d", "aXcXd"}, {"<b><b>1</b>2", "<b>X2"}, {"none", "none"},
         {"</b><b>1</b></b>", "</b>X</b>"},    {"a<b>1", "a<b>1"},        {"<b/>", "X"},
         {"a<bc>1</bc>", "a<bc>1</bc>"},       {"<b>1</b>", "X"},         {"", ""},
-        {"<b a='1'>1</b><b\t/>", "XX"}};
+        {"<b a='1'>1</b><b\t/>", "XX"},       {"<b><b/></b>", "X"}};
     for (const auto& [text, expected] : cases)
         EXPECT_EQ(String(text).replaceElement("b", "X"), expected) << text;
+    EXPECT_EQ(String("<a<b>1</a<b><a<b/>").replaceElement("a<b", "X"), "XX");
 }
 
 TEST(Markup, IsLinearInHostileNesting) {

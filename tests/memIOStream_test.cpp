@@ -103,6 +103,7 @@ TEST(MemIOStream, GrowsByItsRule) {
     EXPECT_THROW(stream.write(Enormous()), std::bad_alloc);
     EXPECT_THROW(stream.checkBuff(0xFFFFFFFF), std::bad_alloc);
     EXPECT_EQ(content(stream), seven), check(12);
+    stream.flush();
     EXPECT_EQ(stream.close(), 8U);
 }
 

@@ -332,7 +332,8 @@ class SettingsFileTest(PlaceTest):
         prefix = ".settings_xml.txt.saving-"
         kept = {"settings_xml.txt" + ending for ending in ("2", ".", ".0", ".20261123", ".x1", "-1")}
         kept |= {prefix + ending for ending in ("", "0" * 15, "0" * 17, "A" * 16, "0" * 15 + "g")}
-        others = (prefix[1:], "," + prefix[1:], prefix[:-2] + "G-", ".other.txt.saving-")
+        others = (prefix[1:], "," + prefix[1:], prefix[:-2] + "G-", ".other.txt.saving-",
+                  ".settings_xml.bak.saving-")
         kept |= {other + "0" * 16 for other in others}
         held, linked, folder, pipe = (prefix + digit * 16 for digit in "abcd")
         for name in kept | {held} | {prefix + digit * 16 for digit in "019f"}:

@@ -6,7 +6,9 @@
 #include "zusl_Map.h"
 
 #include <fstream>
+#include <csignal>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <map>
 #include <unistd.h>
 
@@ -126,6 +128,14 @@ TEST(Serialization, ReadsBackAnObjectFile) {
         close(ends[0]);
     }
     EXPECT_EQ(endless, 7);
+    rlimit limit;
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
+    const rlimit small{8, limit.rlim_max}; // of the ten bytes
+    const auto previous = std::signal(SIGXFSZ, SIG_IGN);
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+    EXPECT_FALSE(number.toFile(file.path()));
+    setrlimit(RLIMIT_FSIZE, &limit);
+    std::signal(SIGXFSZ, previous);
     // Cut; 4 GB claimed; fewer bytes than fromBin wants, and more.
     const std::pair<const char*, bool> contents[] = {{"F8 01 04 00 00", false},
                                                      {"F8 01 FF FF FF FF 07 00 00", false},

@@ -52,6 +52,7 @@ TEST(Url, PrintsWhatItHolds) {
         Row("/100%25", "/100%25"));
     for (const auto& [text, expected] : cases)
         EXPECT_EQ(String(url(String(text))), expected) << text;
+    EXPECT_EQ(url(String("http://h/?b=2&a=%26")).query(), "a=%26&b=2");
 }
 
 TEST(Url, DecodesEscapes) {
