@@ -20,8 +20,8 @@ def ours(places):
     return sorted(place for place in places if re.match("(app|libraries)/", place[0]))
 
 
-def show(title, missed, total):
-    print("\n  ".join([title, *missed, f"{len(missed)} of {total}"]))
+def show(what, missed, total):
+    print("\n  ".join([f"{total - len(missed)} of {total} {what}", *missed]))
 
 
 def main():
@@ -38,17 +38,19 @@ def main():
             known = decisions.setdefault((names[number], *place), conditions)
             decisions[(names[number], *place)] = [one or other for one, other in zip(known, conditions)]
 
+    lines = coverage["totals"]["lines"]
+    print(f"{lines['covered']} of {lines['count']} lines")
     places = ours(functions)
     missed = [f"{path}:{line}" for path, line in places if not functions[path, line]]
-    show("Functions that were never called:", missed, len(places))
+    show("functions, not called:", missed, len(places))
     places = ours(branches)
     missed = [f"{text(*place)}: never {outcome}" for place in places for outcome in ("true", "false")
               if not branches[place][outcome]]
-    show("Branches that were never taken:", missed, 2 * len(places))
+    show("branches, not taken:", missed, 2 * len(places))
     places = ours(decisions)
     missed = [f"{text(*place)}: number {number}" for place in places
               for number, decided in enumerate(decisions[place], 1) if not decided]
-    show("Conditions that never decided:", missed, sum(len(decisions[place]) for place in places))
+    show("conditions (MC/DC), never decisive:", missed, sum(len(decisions[place]) for place in places))
 
 
 main()

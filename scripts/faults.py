@@ -1,5 +1,6 @@
 """The first half of scripts/faults: injects each fault once and checks what the program guarantees."""
 import collections
+import errno
 import fcntl
 import os
 import re
@@ -10,6 +11,7 @@ import struct
 import subprocess
 import sys
 import termios
+import textwrap
 import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "tests"))
@@ -449,10 +451,18 @@ def limits(bench, request, right):
 
 
 def print_table(bench):
+    def row(title, titles):
+        tried, kept = (sum(counts[each] for each in titles) for counts in (bench.tried, bench.kept))
+        print(f"{title:40} {tried:8} {kept:8}")
+
     print(f"{'fault':40} {'tried':>8} {'kept':>8}")
-    for title in sorted(bench.tried):
-        print(f"{title:40} {bench.tried[title]:8} {bench.kept[title]:8}")
-    print(f"{'all':40} {sum(bench.tried.values()):8} {sum(bench.kept.values()):8}")
+    errors = sorted(title for title in bench.tried if hasattr(errno, title))
+    row("a system call fails", errors)
+    for title in sorted(bench.tried.keys() - set(errors)):
+        row(title, [title])
+    row("all", bench.tried)
+    counts = ", ".join(f"{error} {bench.tried[error]}" for error in errors)
+    print(textwrap.fill("system calls failed with " + counts, 100))
     for line in bench.broken:
         print("BROKEN " + line)
 

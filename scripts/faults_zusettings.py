@@ -59,7 +59,8 @@ class Bench(faults.Bench):
             complaints += self.next_save_complaints()
         if what.startswith("EINTR") and began and outcome[:4] != right[:4]:
             complaints.append(f"an interruption changed the outcome: {outcome[:4]}")
-        self.record(f"zusettings: {what.split()[0]}", change, what, complaints)
+        kind = what.split()[0]
+        self.record("killed at a call" if kind == "killed" else kind, change, what, complaints)
 
 
 def strike(bench, change):
@@ -84,6 +85,7 @@ def main():
             strike(bench, change)
     finally:
         bench.cleanups.doCleanups()
+    print("zusettings:")
     faults.print_table(bench)
     return bool(bench.broken)
 
