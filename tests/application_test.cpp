@@ -4,10 +4,13 @@
 #include "temporaryFile.h"
 #include "zuap.h"
 #include "zuap_Application.h"
+#include "zutl_FileVersion.h"
 #include "zutl_ReplaceFile.h"
 
 #include <csignal>
+#include <fcntl.h>
 #include <filesystem>
+#include <functional>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/wait.h>
@@ -85,14 +88,15 @@ TEST(SettingsFile, IsReadAsTheFirstMapThatTheGatewayWritesSo) {
         for (const std::string& part : parts)
             texts.push_back(texts[shorter] + part);
     size_t written = 0;
-    for (const std::string& text : texts)
+    for (const std::string& text : texts) {
+        Values read;
+        EXPECT_TRUE(zuap::parseSettings(fileOf(text), read)) << text;
         if (const auto maps = plainSettingsOf(text); !maps.empty()) {
-            Values read;
-            EXPECT_TRUE(zuap::parseSettings(fileOf(text), read));
             EXPECT_EQ(plainSettingsText(read), plainSettingsText(maps[0]));
             EXPECT_TRUE(read == maps[0]) << text;
             ++written;
         }
+    }
     EXPECT_GT(written, 1000U);
 }
 
@@ -125,6 +129,34 @@ TEST(SettingsFile, IsReadInLinearTime) {
         Values read; // a quadratic reader would run for hours
         EXPECT_TRUE(zuap::parseSettings(fileOf(entries + "z>\n"), read)) << part;
     }
+}
+
+TEST(SettingsFile, IsNotReplacedIfAnotherProcessHasChangedIt) {
+    const HtmlFolder folder;
+    const std::string directory = folder.path(), file = folder.path("settings_xml.txt");
+    const zutl::File opened(directory.c_str(), O_RDONLY | O_DIRECTORY);
+    const auto replace = [&](const zutl::FileVersion& version) {
+        return zutl::replaceFile(directory.c_str(), settingsFile, "new", zutl::Durability::cached, &version)
+            .code;
+    };
+    const zutl::FileVersion missing(opened.get(), settingsFile);
+    EXPECT_EQ(replace(missing), 0);
+    EXPECT_EQ(replace(missing), ESTALE); // it exists now
+    const auto expectRefusalAfter = [&](const std::function<void()>& change) {
+        const zutl::FileVersion version(opened.get(), settingsFile);
+        change();
+        EXPECT_EQ(replace(version), ESTALE);
+    };
+    expectRefusalAfter([&] { std::filesystem::remove(file); });
+    EXPECT_EQ(replace(zutl::FileVersion(opened.get(), settingsFile)), 0);
+    expectRefusalAfter([&] { folder.save(""); });
+    expectRefusalAfter([&] { std::filesystem::rename(file, file + "2"), folder.save(""); });
+    std::filesystem::create_symlink("settings_xml.txt2", file + "3"); // written in place
+    std::filesystem::rename(file + "3", file);
+    expectRefusalAfter([&] { std::filesystem::remove(file); });
+    std::filesystem::create_symlink("settings_xml.txt2", file);
+    EXPECT_EQ(replace(zutl::FileVersion(opened.get(), settingsFile)), 0);
+    EXPECT_EQ(folder.read("settings_xml.txt2"), "new");
 }
 
 TEST(Setting, GivesTheReasonWhyAValueIsRefused) {

@@ -113,6 +113,11 @@ TEST(MemIOStream, CopiesItsCapacity) {
     assigned = stream;
     EXPECT_EQ(assigned.capacity(), 100U);
     EXPECT_EQ(MemIOStream(stream).capacity(), 100U);
+    const MemIOStream& same = assigned;
+    assigned = same;
+    EXPECT_EQ(assigned.capacity(), 100U);
+    assigned.defrag();
+    EXPECT_FALSE(assigned.isEOF());
     assigned = MemIOStream();
     EXPECT_EQ(assigned.capacity(), 0U);
 }

@@ -5,11 +5,11 @@
 #include "zusl_List.h"
 #include "zusl_Map.h"
 
-#include <fstream>
 #include <csignal>
+#include <fstream>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <map>
+#include <sys/resource.h>
 #include <unistd.h>
 
 using zutl::Integer;

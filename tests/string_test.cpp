@@ -136,7 +136,8 @@ TEST(String, SplitsAtDelimitersOutsideQuotes) {
     using Row = std::tuple<std::string, const char*, const char*, const char*>;
     const auto cases = table(Row("a=1&&b=2&", "&", "", "(a=1)(b=2)"), Row(",a,b,", ",", ",", "(,a,b,)"),
                              Row("a,|b\\|,c|,d", ",", "|", "(a)(|b\\|,c|)(d)"),
-                             Row("|\\a\\|,b|,c", ",", "|", "(|\\a\\|)(b|,c)"));
+                             Row("|\\a\\|,b|,c", ",", "|", "(|\\a\\|)(b|,c)"),
+                             Row("|a\\b|,c", ",", "|", "(|a\\b|)(c)"), Row("|,\\x", ",", "|", "(|,\\x)"));
     for (const auto& [text, delimiters, quotes, expected] : cases)
         EXPECT_EQ(list(String(text).tokenize(delimiters, quotes)), expected) << text;
 

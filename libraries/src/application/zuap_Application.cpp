@@ -34,7 +34,9 @@ String systemError(const String& subject, int number) {
 // path does not end so.
 String processName(const String& path) {
     const std::vector<String> parts = path.tokenize("/", "");
-    return parts.size() < 3 || parts.back() != "html" ? String() : parts[parts.size() - 2];
+    if (parts.size() < 3 || parts.back() != "html")
+        return String();
+    return parts[parts.size() - 2];
 }
 
 } // namespace
@@ -65,8 +67,9 @@ bool Application::Implementation::enterFolder() {
     if (realpath(folder.c_str(), resolved) == nullptr)
         return fail(systemError(folder, errno));
     folder = resolved;
-    return !processName(folder).empty() ||
-           fail(folder + ": the folder must be APPLICATION/html, at least three levels deep");
+    if (processName(folder).empty())
+        return fail(folder + ": the folder must be APPLICATION/html, at least three levels deep");
+    return true;
 }
 
 void Application::Implementation::takeValue(const Setting& setting, const Values& read) {

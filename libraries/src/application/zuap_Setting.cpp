@@ -163,7 +163,9 @@ String reasonAgainst(const Setting& setting, const String& value) {
     case SettingType::onOff:
         break;
     }
-    return value == "on" || value == "off" ? String() : abbreviated(value) + " is neither on nor off";
+    if (value == "on" || value == "off")
+        return String();
+    return abbreviated(value) + " is neither on nor off";
 }
 
 String numberFault(const Setting& setting) {

@@ -38,7 +38,9 @@ Character firstCharacter(std::string_view text) {
     }
     const bool isOverlong = (length == 3 && code < 0x800) || (length == 4 && code < 0x10000);
     const bool isSurrogate = code >= 0xD800 && code < 0xE000;
-    return isOverlong || isSurrogate || code > 0x10FFFF ? stray : character(length, code);
+    if (isOverlong || isSurrogate || code > 0x10FFFF)
+        return stray;
+    return character(length, code);
 }
 
 } // namespace zutl
