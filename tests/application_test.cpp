@@ -104,7 +104,9 @@ TEST(SettingsFile, ReadsHostileTextEntryByEntry) {
     using Row = std::pair<std::string, Values>;
     for (const auto& [entries, expected] :
          table(Row(entry("a", "1") + "junk\n" + entry("b", "2"), {{"b", "2"}}), Row("  <a>1</b>\n", {}),
-               Row(entry("a", "1") + "  <b>2</b>", {{"a", "1"}}), Row("  <>\n  <", {}))) {
+               Row(entry("a", "1") + "  <b>2</b>", {{"a", "1"}}), Row("  <>\n  <", {}),
+               Row(entry("x>y", "1") + "  <z>1</w>\n", {{"x>y", "1"}}),
+               Row(entry("x>y", "1") + entry("a", "2"), {{"a", "2"}, {"x>y", "1"}}))) {
         Values read;
         EXPECT_TRUE(zuap::parseSettings(fileOf(entries), read)) << entries;
         EXPECT_EQ(read, expected) << entries;
@@ -153,8 +155,10 @@ TEST(SettingsFile, IsNotReplacedIfAnotherProcessHasChangedIt) {
     expectRefusalAfter([&] { std::filesystem::rename(file, file + "2"), folder.save(""); });
     std::filesystem::create_symlink("settings_xml.txt2", file + "3"); // written in place
     std::filesystem::rename(file + "3", file);
-    expectRefusalAfter([&] { std::filesystem::remove(file); });
-    std::filesystem::create_symlink("settings_xml.txt2", file);
+    expectRefusalAfter([&] {
+        std::filesystem::remove(file);
+        std::filesystem::create_symlink("settings_xml.txt2", file);
+    });
     EXPECT_EQ(replace(zutl::FileVersion(opened.get(), settingsFile)), 0);
     EXPECT_EQ(folder.read("settings_xml.txt2"), "new");
 }
@@ -176,6 +180,8 @@ TEST(Setting, GivesTheReasonWhyAValueIsRefused) {
              Row(text, "\xF4\x90\x80\x80", "t: the text is not UTF-8"), Row(text, "\xF0\x9F\x98\x80", ""),
              Row(Setting::text("p", "").length(2, 3), "x", "p: 1 character, fewer than 2"),
              Row(Setting::text("p", "").pattern("("), "x", ""), // not supported
+             Row(Setting::text("l", ""), std::string(255, 'x'), ""),
+             Row(Setting::text("l", ""), std::string(256, 'x'), "l: 256 characters, more than 255"),
              Row(Setting::onOff("o", ""), "off", ""), Row(Setting::onOff("o", ""), "on", ""),
              Row(Setting::onOff("o", ""), "1", "o: 1 is neither on nor off"),
              Row(target(), "20.x", "target: 20.x is not a number"),
