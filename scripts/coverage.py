@@ -1,4 +1,4 @@
-"""Prints the functions, branches and conditions that an export of llvm-cov shows as missed: coverage.py FILE.
+"""Prints the totals of an export of llvm-cov, and on standard error what was missed: coverage.py FILE.
 
 llvm-cov's report has only the best covered instance of a template. Here, all its instances count."""
 import collections
@@ -20,8 +20,13 @@ def ours(places):
     return sorted(place for place in places if re.match("(app|libraries)/", place[0]))
 
 
+def row(what, covered, total):
+    print(f"{what:18} {covered:6} of {total:6} {100 * covered / total:6.1f} %")
+
+
 def show(what, missed, total):
-    print("\n  ".join([f"{total - len(missed)} of {total} {what}", *missed]))
+    row(what, total - len(missed), total)
+    print("\n  ".join([f"{what}, missed:", *missed]), file=sys.stderr)
 
 
 def main():
@@ -39,18 +44,18 @@ def main():
             decisions[(names[number], *place)] = [one or other for one, other in zip(known, conditions)]
 
     lines = coverage["totals"]["lines"]
-    print(f"{lines['covered']} of {lines['count']} lines")
+    row("lines", lines["covered"], lines["count"])
     places = ours(functions)
     missed = [f"{path}:{line}" for path, line in places if not functions[path, line]]
-    show("functions, not called:", missed, len(places))
+    show("functions", missed, len(places))
     places = ours(branches)
     missed = [f"{text(*place)}: never {outcome}" for place in places for outcome in ("true", "false")
               if not branches[place][outcome]]
-    show("branches, not taken:", missed, 2 * len(places))
+    show("branches", missed, 2 * len(places))
     places = ours(decisions)
     missed = [f"{text(*place)}: number {number}" for place in places
               for number, decided in enumerate(decisions[place], 1) if not decided]
-    show("conditions (MC/DC), never decisive:", missed, sum(len(decisions[place]) for place in places))
+    show("conditions (MC/DC)", missed, sum(len(decisions[place]) for place in places))
 
 
 main()

@@ -209,12 +209,14 @@ def main():
         result = try_out(mutant, originals, wrap)
         results[result] += 1
         tested += result.startswith(("killed", "SURV"))
-        print(f"{result:32} {describe(mutant)}", flush=True)
+        print(f"{result:32} {describe(mutant)}", file=sys.stderr, flush=True)
         survivors += [describe(mutant)] * (result == "SURVIVED")
-    print(f"\nOf {len(chosen)} possible changes:")
+    print(f"of {len(chosen)} possible changes:")
     for result, count in sorted(results.items()):
         print(f"{count:5} {result}")
-    return "\n".join(["", *survivors]) if survivors else 0
+    for survivor in survivors:
+        print(survivor)
+    return 0
 
 
 if __name__ == "__main__":

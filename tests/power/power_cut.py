@@ -295,7 +295,7 @@ def main():
                 checked = [state for state in cut.result() if not state.subject.fault]
                 good = sum(state.verdict() == "good" for state in checked)
                 what = f"{good} of {len(checked)} states good" if checked else "controls"
-                print(f"machine {number} of {len(cuts)}: {what}", flush=True)
+                print(f"machine {number} of {len(cuts)}: {what}", file=sys.stderr, flush=True)
                 states += cut.result()
                 done += bool(checked)
         except BaseException:

@@ -13,7 +13,7 @@ run_with_machines() { # run_with_machines SCRIPT ARGUMENT...
         esac
         shift
     done
-    cd "$repository"
+    cd "$repository" || exit
     need_packages @machines
     use_build saveSettings noSyncProgram noDirectorySyncProgram
     local work=$repository/build/power
