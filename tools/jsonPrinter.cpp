@@ -20,7 +20,7 @@ public:
     }
     void endFile(bool isWhole) override {
         endArray();
-        name("whole");
+        key("whole");
         std::fputs(isWhole ? "true}" : "false}", out);
     }
     void unreadable(std::string_view path, const char* reason) override {
@@ -62,8 +62,8 @@ private:
         std::fprintf(out, "%s\n%*s{", isFirst ? "" : ",", 2 * depth, "");
         isFirst = true;
     }
-    void beginArray(const char* arrayName) {
-        name(arrayName);
+    void beginArray(const char* name) {
+        key(name);
         std::putc('[', out);
         isFirst = true;
         ++depth;
@@ -73,26 +73,26 @@ private:
         isFirst = false;
         --depth;
     }
-    void name(const char* name) {
+    void key(const char* name) {
         std::fprintf(out, "%s\"%s\": ", isFirst ? "" : ", ", name);
         isFirst = false;
     }
-    void number(const char* itsName, long long value) {
-        name(itsName);
+    void number(const char* name, long long value) {
+        key(name);
         std::fprintf(out, "%lld", value);
     }
     // The exact bytes follow where a text cannot hold them.
-    void text(const char* itsName, std::string_view text) {
-        name(itsName);
+    void text(const char* name, std::string_view text) {
+        key(name);
         std::string json;
         const bool isExact = zutl::appendJsonString(json, text);
         std::fwrite(json.data(), 1, json.size(), out);
         if (!isExact)
-            hex((std::string(itsName) + "Hex").c_str(), {reinterpret_cast<const unsigned char*>(text.data()),
-                                                         static_cast<unsigned int>(text.size())});
+            hex((std::string(name) + "Hex").c_str(), {reinterpret_cast<const unsigned char*>(text.data()),
+                                                      static_cast<unsigned int>(text.size())});
     }
-    void hex(const char* itsName, Block bytes) {
-        name(itsName);
+    void hex(const char* name, Block bytes) {
+        key(name);
         std::putc('"', out);
         for (; bytes.length > 0; bytes.skip(1))
             std::fprintf(out, "%02X", *bytes.from);

@@ -228,7 +228,7 @@ Status Run::unset(const Arguments& names) {
 Status Run::apply() {
     const String status = settings::apply();
     addLine(status);
-    print(); // what was done is done, whoever reads of it
+    print(); // the outcome is the same if nobody can read it
     return status == "restarted" ? done : notApplied;
 }
 

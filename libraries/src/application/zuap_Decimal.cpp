@@ -26,10 +26,8 @@ DecimalError parseDecimal(std::string_view text, Decimal& number) {
     Decimal units = 0;
     for (const char digit : whole)
         units = std::min<Decimal>(units * 10 + (digit - '0'), 100'000'000'000); // 10^integerDigits
-    for (int place = 0; place < decimalPlaces; ++place)
-        units =
-            units * 10 +
-            (static_cast<size_t>(place) < fraction.size() ? fraction[static_cast<size_t>(place)] - '0' : 0);
+    for (unsigned int place = 0; place < decimalPlaces; ++place)
+        units = units * 10 + (place < fraction.size() ? fraction[place] - '0' : 0);
     units = std::min(units, greatestDecimal + 1);
     number = isNegative ? -units : units;
     return DecimalError::none;

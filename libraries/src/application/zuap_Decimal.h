@@ -8,8 +8,8 @@ namespace zuap {
 
 // A decimal number as a count of its smallest unit, 10^-decimalPlaces.
 using Decimal = std::int64_t;
-constexpr int decimalPlaces = 7;
-constexpr int integerDigits = 11;
+constexpr unsigned int decimalPlaces = 7;
+constexpr unsigned int integerDigits = 11;
 constexpr Decimal greatestDecimal = 999'999'999'999'999'999; // in units: 11 digits, 7 decimals
 
 enum class DecimalError { none, notANumber, tooManyDecimals };

@@ -157,8 +157,8 @@ bool Pattern::matches(std::string_view text) const {
     for (std::uint32_t code; takeCharacter(text, code);)
         codes.push_back(code);
 
-    // reached[n]: the items so far match the first n characters. reachedBefore[n]: in how many places before
-    // n.
+    // reached[n]: the items so far match the first n characters.
+    // reachedBefore[n]: the number of places before n that are reached.
     std::vector<size_t> reachedBefore(codes.size() + 2);
     std::vector<char> reached(codes.size() + 1);
     reached[0] = 1;

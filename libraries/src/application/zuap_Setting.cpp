@@ -125,7 +125,7 @@ String numberRefusal(const Setting& setting, const String& value) {
     case DecimalError::notANumber:
         return abbreviated(value) + " is not a number";
     case DecimalError::tooManyDecimals:
-        return abbreviated(value) + String::fromFormat(" has more than %d decimals", decimalPlaces);
+        return abbreviated(value) + String::fromFormat(" has more than %u decimals", decimalPlaces);
     case DecimalError::none:
         break;
     }

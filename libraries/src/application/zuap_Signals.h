@@ -3,8 +3,8 @@
 
 namespace zuap {
 
-// SIGUSR1, SIGTERM and SIGINT, blocked and read from a descriptor. They stay blocked when the object goes:
-// one that is still on its way must not end the process.
+// SIGUSR1, SIGTERM and SIGINT, blocked and read from a descriptor. The destructor leaves them blocked: one
+// that is still pending must not end the process.
 class Signals {
 public:
     struct Pending {

@@ -21,23 +21,23 @@ public:
         json += bracket;
         isFirst = false;
     }
-    void name(const char* name) {
+    void key(const char* name) {
         json += isFirst ? "" : ", ";
         zutl::appendJsonString(json, name);
         json += ": ";
         isFirst = true; // no comma before the value
     }
-    void text(const char* itsName, std::string_view value) {
-        name(itsName);
+    void text(const char* name, std::string_view value) {
+        key(name);
         zutl::appendJsonString(json, value);
         isFirst = false;
     }
-    void textIfAny(const char* itsName, const zutl::String& value) {
+    void textIfAny(const char* name, const zutl::String& value) {
         if (!value.empty())
-            text(itsName, value);
+            text(name, value);
     }
-    void number(const char* itsName, unsigned int value) {
-        name(itsName);
+    void number(const char* name, unsigned int value) {
+        key(name);
         json += std::to_string(value);
         isFirst = false;
     }
@@ -73,7 +73,7 @@ void writeLimits(JsonWriter& writer, const Setting& setting) {
         writer.textIfAny("step", setting.stepText);
         writer.textIfAny("unit", setting.unitText);
     } else if (setting.type == SettingType::choice) {
-        writer.name("choices");
+        writer.key("choices");
         writer.open('[');
         for (const Option& option : setting.options) {
             writer.open('{', "\n    ");
@@ -103,12 +103,12 @@ zutl::String toJson(const State& state) {
     JsonWriter writer;
     writer.open('{');
     writer.number("revision", state.revision);
-    writer.name("settings");
+    writer.key("settings");
     writer.open('[');
     for (const Setting& setting : state.settings)
         writeSetting(writer, setting, state.values.at(setting.name));
     writer.close(']');
-    writer.name("refusals");
+    writer.key("refusals");
     writer.open('[');
     for (const Refusal& refusal : state.refusals) {
         writer.open('{', "\n  ");

@@ -289,15 +289,15 @@ inline unsigned int String::fromBin(const unsigned char* data, unsigned int leng
     return static_cast<unsigned int>(size()) + binOverhead;
 }
 
-// Finds the next open tag of the element at or after `start`: tagStart is the position of its "<", tagEnd
-// that of its ">", selfClosing whether it ends in "/>". False when there is none; the outputs then mean
-// nothing. A ">" in a quoted attribute ends the tag.
+// Finds the next open tag of the element `name` at or after `start`. Stores the positions of its "<" and ">",
+// and whether it ends in "/>". Returns false if there is none; the outputs are unspecified then. A ">" in a
+// quoted attribute ends the tag.
 bool findOpenTag(const String& text, unsigned int start, const String& name, unsigned int& tagStart,
                  unsigned int& tagEnd, bool& selfClosing);
 
-// Finds the close tag of the element whose content begins at `start`, counting nested elements of the name:
-// closeStart is the position of its "<", closeEnd that of its ">". False when there is none; the outputs then
-// mean nothing.
+// Finds the close tag of the element `name` whose content begins at `start`, skipping nested elements of that
+// name. Stores the positions of its "<" and ">". Returns false if there is none; the outputs are unspecified
+// then.
 bool findCloseTag(const String& text, unsigned int start, const String& name, unsigned int& closeStart,
                   unsigned int& closeEnd);
 

@@ -60,13 +60,13 @@ constexpr Escapes escapes = [] {
     return table;
 }();
 
-// " # & ' and < >; that a "#" is no entity is found when it is looked up.
+// Together: " & ' < > and also "#", which the table maps to itself.
 constexpr Word::Pattern quotesOrAmpersand{'"', '"' ^ '\''};
 constexpr Word::Pattern angleBrackets{'<', '<' ^ '>'};
 
-// Encodes as much of [next, end) as the room up to the limit surely takes, moves `next` behind it and returns
-// the end of what was written. A whole word is stored before it is known how much of it is plain. Not inline:
-// the compiler would check every store against the size of the caller's array once more.
+// Encodes [next, end) until `limit` may be too near for more. Advances `next` past what was encoded and
+// returns the end of the output. A whole word is stored before it is known how much of it is plain. Not
+// inline: the compiler would check every store against the size of the caller's array once more.
 [[gnu::noinline]] char* encodePiece(char* to, const char* limit, const char*& next, const char* end) {
     constexpr std::ptrdiff_t room = Word::size + Escapes::most;
     constexpr std::ptrdiff_t wordSize = Word::size;

@@ -8,10 +8,11 @@ namespace zutl {
 
 class String;
 
-// <name>content</name>, with the content as it is; <name/> without content. Nothing for a null name.
+// Returns <name>content</name>, without escaping; <name/> if there is no content; an empty text for a null
+// name.
 std::string xmlElement(const char* name, std::string_view content);
 
-// Gives the text of the XML's root element; false, with `value` unchanged, when there is no document.
+// Stores the value of the root element. Returns false, with `value` unchanged, if there is no document.
 bool xmlElementValue(const char* xml, String& value);
 
 } // namespace zutl

@@ -21,7 +21,7 @@ constexpr ByteSet escapedInPath("%?");
 constexpr ByteSet escapedInName("%=&+");
 constexpr ByteSet escapedInValue("%&+");
 
-// The byte of an escape: its two digits, as far as they are digits.
+// Returns the byte that the two hexadecimal digits of an escape give; fewer digits count as far as they go.
 char escapedByte(const char* digits) {
     constexpr unsigned char none = 16;
     static constexpr auto values = [] {

@@ -195,7 +195,7 @@ unsigned int Map<K, V>::fromBin(const unsigned char* data, unsigned int length) 
 
 template <typename V>
 std::string StringMap<V>::toXML(const char* name) const {
-    constexpr size_t behindItem = sizeof "<item" - 1;
+    constexpr size_t afterItem = sizeof "<item" - 1;
     if (name == nullptr)
         return std::string();
     std::string xml("<");
@@ -205,11 +205,11 @@ std::string StringMap<V>::toXML(const char* name) const {
     xml += "\">";
     for (const auto& [key, value] : *this) {
         const std::string item = detail::Element<V>::asSerializable(value).toXML("item");
-        xml.append(item, 0, behindItem);
+        xml.append(item, 0, afterItem);
         xml += " zu:displayName=\"";
         xml += key.c_str();
         xml += '"';
-        xml.append(item, behindItem);
+        xml.append(item, afterItem);
     }
     xml += "</";
     xml += name;

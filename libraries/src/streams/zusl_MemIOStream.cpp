@@ -384,8 +384,8 @@ unsigned int MemIOStream::peek(Serializable& object) const {
 
 namespace {
 
-// The objects of a variable argument list: the named one first, then those behind it. Ends the list when it
-// goes.
+// The objects of a variable argument list: the named one first, then the others. The destructor ends the
+// list.
 class ObjectList {
 public:
     ObjectList(Serializable* first, va_list& started) : next(first), rest(started) {}

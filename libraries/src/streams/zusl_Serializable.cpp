@@ -17,7 +17,8 @@ namespace {
 
 using Buffer = std::unique_ptr<unsigned char[]>;
 
-bool writeForm(const Serializable& object, const char* path, unsigned char* buffer, unsigned int length) {
+bool writeObjectFile(const Serializable& object, const char* path, unsigned char* buffer,
+                     unsigned int length) {
     const zutl::File file(path, O_WRONLY | O_CREAT | O_TRUNC);
     if (!file.isOpen() || object.toBin(buffer) != length)
         return false;
@@ -46,7 +47,7 @@ Buffer readBytes(int descriptor, size_t length) {
     }
 }
 
-bool readForm(Serializable& object, const char* path) {
+bool readObjectFile(Serializable& object, const char* path) {
     const zutl::File file(path, O_RDONLY);
     unsigned char header[objectFileHeaderSize];
     if (!file.isOpen() || !zutl::readAll(file.get(), header, sizeof header) ||
@@ -63,7 +64,7 @@ bool Serializable::toFile(const char* path) const {
     const unsigned int length = getBinLength();
     const Buffer buffer(new unsigned char[length]);
     try {
-        return writeForm(*this, path, buffer.get(), length);
+        return writeObjectFile(*this, path, buffer.get(), length);
     } catch (...) {
         return false;
     }
@@ -71,7 +72,7 @@ bool Serializable::toFile(const char* path) const {
 
 bool Serializable::fromFile(const char* path) {
     try {
-        return readForm(*this, path);
+        return readObjectFile(*this, path);
     } catch (...) {
         return false;
     }
