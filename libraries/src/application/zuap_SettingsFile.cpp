@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdint>
 #include <fcntl.h>
 #include <map>
 #include <unistd.h>
@@ -61,24 +60,24 @@ Piece pieceOf(std::string_view text) {
 // Returns the shortest name with which the piece is an entry by itself, whatever bytes it has; null if there
 // is none. Such a name is both at the beginning of the piece, before a ">", and at its end, after a "</".
 std::string_view nameWithMarkup(std::string_view piece) {
-    if (piece.size() < closeTag.size() + 2 || piece.size() > UINT32_MAX || piece.back() != '>')
+    if (piece.size() < closeTag.size() + 2 || piece.back() != '>')
         return {};
     const std::string_view text = piece.substr(0, piece.size() - 1);
     const size_t most = (text.size() - closeTag.size() - 1) / 2;
     // borders[i]: length of the longest proper prefix of text[0, i] that is also its suffix.
-    std::vector<std::uint32_t> borders(most);
+    std::vector<size_t> borders(most);
+    // Extends a match of the first `matched` characters, fewer than `most`, by one character.
     const auto extend = [&](size_t matched, char byte) {
-        while (matched > 0 && (matched == most || text[matched] != byte))
+        while (matched > 0 && text[matched] != byte)
             matched = borders[matched - 1];
         return text[matched] == byte ? matched + 1 : 0;
     };
     size_t matched = 0;
     for (size_t position = 1; position < most; ++position)
-        borders[position] = static_cast<std::uint32_t>(matched = extend(matched, text[position]));
+        matched = borders[position] = extend(matched, text[position]);
     matched = 0;
-    if (most > 0)
-        for (size_t position = text.size() - most; position < text.size(); ++position)
-            matched = extend(matched, text[position]);
+    for (size_t position = text.size() - most; position < text.size(); ++position)
+        matched = extend(matched, text[position]);
     std::string_view name;
     for (; matched > 0; matched = borders[matched - 1])
         if (text[matched] == '>' &&
