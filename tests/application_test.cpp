@@ -1,7 +1,6 @@
 #include "plainSettings.h"
 #include "settingsFile.h"
 #include "table.h"
-#include "temporaryFile.h"
 #include "zuap.h"
 #include "zuap_Application.h"
 #include "zutl_FileVersion.h"
@@ -10,7 +9,6 @@
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
-#include <functional>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/wait.h>
@@ -22,10 +20,6 @@ using namespace std::string_literals;
 
 namespace {
 
-std::string entry(const std::string& name, const std::string& value) {
-    return "  <" + name + ">" + value + "</" + name + ">\n";
-}
-
 std::string fileOf(const std::string& entries) {
     return "<Settings>\n" + entries + "</Settings>\n";
 }
@@ -33,11 +27,7 @@ std::string fileOf(const std::string& entries) {
 // "device/html" in a temporary folder.
 class HtmlFolder {
 public:
-    HtmlFolder() {
-        char pattern[] = "/tmp/zu_test.XXXXXX";
-        base = mkdtemp(pattern);
-        std::filesystem::create_directories(path());
-    }
+    HtmlFolder() { std::filesystem::create_directories(path()); }
     HtmlFolder(const HtmlFolder&) = delete;
     HtmlFolder& operator=(const HtmlFolder&) = delete;
     ~HtmlFolder() { std::filesystem::remove_all(base); }
@@ -49,12 +39,14 @@ public:
         text.fromFile(path(name).c_str());
         return text;
     }
-    void save(const std::string& entries) const {
-        ASSERT_TRUE(String(fileOf(entries)).toFile(path("settings_xml.txt").c_str()));
+    // As the gateway does.
+    int replace(const std::string& text, const zutl::FileVersion* version = nullptr) const {
+        return zutl::replaceFile(path().c_str(), settingsFile, text, zutl::Durability::cached, version).code;
     }
+    void save(const Values& values) const { ASSERT_EQ(replace(plainSettingsText(values)), 0); }
 
 private:
-    std::string base;
+    std::string base = mkdtemp(std::string("/tmp/zu_test.XXXXXX").data());
 };
 
 Setting target() {
@@ -64,13 +56,13 @@ Setting target() {
 } // namespace
 
 TEST(SettingsFile, ReadsBackWhatTheGatewayWrote) {
+    const HtmlFolder folder;
+    ASSERT_EQ(chdir(folder.path().c_str()), 0);
     for (const Values& values :
          table(Values(), Values{{"", ""}}, Values{{"a", "x</a>\n  <c>2"}, {"b", "3"}},
                Values{{"note", "x</note>\n  <target>99</target>\n  <note>"}},
                Values{{"a", "/</a>\n  <b></a>\n2</b>"}}, Values{{"a>b", "1"}, {"b</a>", "2"}, {"c</", "<>"}},
                Values{{"a\nb", "\0\xFF"s}, {"é", "&amp;"}})) {
-        const HtmlFolder folder;
-        ASSERT_EQ(chdir(folder.path().c_str()), 0);
         EXPECT_TRUE(saveXML(values)); // the program's own
         EXPECT_EQ(folder.read("settings_xml.txt"), plainSettingsText(values));
         Values read{{"old", "value"}};
@@ -103,10 +95,10 @@ TEST(SettingsFile, IsReadAsTheFirstMapThatTheGatewayWritesSo) {
 TEST(SettingsFile, ReadsHostileTextEntryByEntry) {
     using Row = std::pair<std::string, Values>;
     for (const auto& [entries, expected] :
-         table(Row(entry("a", "1") + "junk\n" + entry("b", "2"), {{"b", "2"}}), Row("  <a>1</b>\n", {}),
-               Row(entry("a", "1") + "  <b>2</b>", {{"a", "1"}}), Row("  <>\n  <", {}),
-               Row(entry("x>y", "1") + "  <z>1</w>\n", {{"x>y", "1"}}),
-               Row(entry("x>y", "1") + entry("a", "2"), {{"a", "2"}, {"x>y", "1"}}))) {
+         table(Row("  <a>1</a>\njunk\n  <b>2</b>\n", {{"b", "2"}}), Row("  <a>1</b>\n", {}),
+               Row("  <>\n  <", {}), Row("  <a>1</a>\n  <b>2</b>", {{"a", "1"}}),
+               Row("  <x>y>1</x>y>\n  <z>1</w>\n", {{"x>y", "1"}}),
+               Row("  <x>y>1</x>y>\n  <a>2</a>\n", {{"a", "2"}, {"x>y", "1"}}))) {
         Values read;
         EXPECT_TRUE(zuap::parseSettings(fileOf(entries), read)) << entries;
         EXPECT_EQ(read, expected) << entries;
@@ -135,71 +127,67 @@ TEST(SettingsFile, IsReadInLinearTime) {
 
 TEST(SettingsFile, IsNotReplacedIfAnotherProcessHasChangedIt) {
     const HtmlFolder folder;
-    const std::string directory = folder.path(), file = folder.path("settings_xml.txt");
-    const zutl::File opened(directory.c_str(), O_RDONLY | O_DIRECTORY);
-    const auto replace = [&](const zutl::FileVersion& version) {
-        return zutl::replaceFile(directory.c_str(), settingsFile, "new", zutl::Durability::cached, &version)
-            .code;
-    };
-    const zutl::FileVersion missing(opened.get(), settingsFile);
-    EXPECT_EQ(replace(missing), 0);
-    EXPECT_EQ(replace(missing), ESTALE); // it exists now
-    const auto expectRefusalAfter = [&](const std::function<void()>& change) {
-        const zutl::FileVersion version(opened.get(), settingsFile);
+    const std::string file = folder.path(settingsFile), moved = file + "2";
+    const zutl::File directory(folder.path().c_str(), O_RDONLY | O_DIRECTORY);
+    const auto replacedAfter = [&](auto change) {
+        const zutl::FileVersion version(directory.get(), settingsFile);
         change();
-        EXPECT_EQ(replace(version), ESTALE);
+        return folder.replace("new", &version);
     };
-    expectRefusalAfter([&] { std::filesystem::remove(file); });
-    EXPECT_EQ(replace(zutl::FileVersion(opened.get(), settingsFile)), 0);
-    expectRefusalAfter([&] { folder.save(""); });
-    expectRefusalAfter([&] { std::filesystem::rename(file, file + "2"), folder.save(""); });
-    std::filesystem::create_symlink("settings_xml.txt2", file + "3"); // written in place
-    std::filesystem::rename(file + "3", file);
-    expectRefusalAfter([&] {
-        std::filesystem::remove(file);
-        std::filesystem::create_symlink("settings_xml.txt2", file);
-    });
-    EXPECT_EQ(replace(zutl::FileVersion(opened.get(), settingsFile)), 0);
+    const auto nothing = [] {};
+    const auto save = [&] { EXPECT_TRUE(String("other").toFile(file.c_str())); };
+    const auto remove = [&] { std::filesystem::remove(file); };
+    const auto link = [&] { remove(), std::filesystem::create_symlink("settings_xml.txt2", file); };
+    EXPECT_EQ(replacedAfter(nothing), 0); // did not exist
+    EXPECT_EQ(replacedAfter(save), ESTALE);
+    EXPECT_EQ(replacedAfter(remove), ESTALE);
+    EXPECT_EQ(replacedAfter(save), ESTALE);
+    EXPECT_EQ(replacedAfter([&] { std::filesystem::rename(file, moved), save(); }), ESTALE);
+    EXPECT_EQ(replacedAfter(nothing), 0);
+    link(); // written in place
+    EXPECT_EQ(replacedAfter(link), ESTALE);
+    EXPECT_EQ(replacedAfter(nothing), 0);
     EXPECT_EQ(folder.read("settings_xml.txt2"), "new");
 }
 
 TEST(Setting, GivesTheReasonWhyAValueIsRefused) {
-    const Setting text = Setting::text("t", "").length(1, 3);
+    const Setting text = Setting::text("t", "").length(1, 3), any = Setting::text("l", "");
     const Setting free = Setting::number("f", ""),
                   stepped = Setting::number("s", "").range("-1", "").step("0.3").initially("-1");
     const Setting mode = Setting::choice("m", "").option("auto", "Automatic").option("heat", "Heat");
-    using Row = std::tuple<Setting, std::string, std::string>;
-    for (const auto& [setting, value, reason] : table(
-             Row(text, "", "t: 0 characters, fewer than 1"), Row(text, "é漢x", ""),
-             Row(text, "abcd", "t: 4 characters, more than 3"), Row(text, "\xC3", "t: the text is not UTF-8"),
-             Row(text, "a\n", "t: the text has a control character"),
-             Row(text, "\xC2\x80", "t: the text has a control character"),
-             Row(text, "\xE0\x80\x80", "t: the text is not UTF-8"), // overlong
-             Row(text, "\xF0\x80\x80\x80", "t: the text is not UTF-8"),
-             Row(text, "\xED\xA0\x80", "t: the text is not UTF-8"), // a surrogate
-             Row(text, "\xF4\x90\x80\x80", "t: the text is not UTF-8"), Row(text, "\xF0\x9F\x98\x80", ""),
-             Row(Setting::text("p", "").length(2, 3), "x", "p: 1 character, fewer than 2"),
-             Row(Setting::text("p", "").pattern("("), "x", ""), // not supported
-             Row(Setting::text("l", ""), std::string(255, 'x'), ""),
-             Row(Setting::text("l", ""), std::string(256, 'x'), "l: 256 characters, more than 255"),
-             Row(Setting::onOff("o", ""), "off", ""), Row(Setting::onOff("o", ""), "on", ""),
-             Row(Setting::onOff("o", ""), "1", "o: 1 is neither on nor off"),
-             Row(target(), "20.x", "target: 20.x is not a number"),
-             Row(Setting::number("n", "").step("2"), "3", "n: 3 is not in steps of 2"),
-             Row(target(), "020.5000000000", ""),
-             Row(target(), "30.0000001", "target: 30.0000001 is above 30"),
-             Row(target(), "5.2", "target: 5.2 is not in steps of 0.5 from 5"),
-             Row(target(), "", "target:  is not a number"),
-             Row(target(), "1e1", "target: 1e1 is not a number"),
-             Row(target(), " 20", "target:  20 is not a number"),
-             Row(target(), "20.00000001", "target: 20.00000001 has more than 7 decimals"),
-             Row(free, "-.5", ""), Row(free, "99999999999.9999999", ""),
-             Row(free, "100000000000", "f: 100000000000 is above 99999999999.9999999"),
-             Row(free, "-" + std::string(100, '9'),
-                 "f: -" + std::string(63, '9') + "... is below -99999999999.9999999"),
-             Row(stepped, "-0.7", ""), Row(stepped, "0", "s: 0 is not in steps of 0.3 from -1"),
-             Row(mode, "heat", ""), Row(mode, "fast", "m: fast is not one of auto, heat")))
-        EXPECT_EQ(setting.refusal(value), reason) << value;
+    using Accepted = std::pair<Setting, std::string>;
+    for (const auto& [setting, value] : table(
+             Accepted(text, "é漢x"), Accepted(text, "\xF0\x9F\x98\x80"), Accepted(any, std::string(255, 'x')),
+             Accepted(Setting::text("p", "").pattern("("), "x"), // not supported
+             Accepted(Setting::onOff("o", ""), "off"), Accepted(Setting::onOff("o", ""), "on"),
+             Accepted(mode, "heat"), Accepted(target(), "020.5000000000"), Accepted(free, "-.5"),
+             Accepted(free, "99999999999.9999999"), Accepted(stepped, "-0.7")))
+        EXPECT_EQ(setting.refusal(value), "") << value;
+    for (const char* const value :
+         {"\xC3", "\xE0\x80\x80", "\xF0\x80\x80\x80", "\xED\xA0\x80", "\xF4\x90\x80\x80"})
+        EXPECT_EQ(text.refusal(value), "t: the text is not UTF-8")
+            << value; // cut, overlong, a surrogate, too large
+    for (const char* const value : {"a\n", "\xC2\x80"})
+        EXPECT_EQ(text.refusal(value), "t: the text has a control character") << value;
+    for (const std::string value : {"", "20.x", "1e1", " 20"})
+        EXPECT_EQ(target().refusal(value), "target: " + value + " is not a number");
+    using Refused = std::tuple<Setting, std::string, const char*>;
+    for (const auto& [setting, value, reason] :
+         table(Refused(text, "", "t: 0 characters, fewer than 1"),
+               Refused(text, "abcd", "t: 4 characters, more than 3"),
+               Refused(Setting::text("p", "").length(2, 3), "x", "p: 1 character, fewer than 2"),
+               Refused(any, std::string(256, 'x'), "l: 256 characters, more than 255"),
+               Refused(Setting::onOff("o", ""), "1", "o: 1 is neither on nor off"),
+               Refused(Setting::number("n", "").step("2"), "3", "n: 3 is not in steps of 2"),
+               Refused(target(), "30.0000001", "target: 30.0000001 is above 30"),
+               Refused(target(), "5.2", "target: 5.2 is not in steps of 0.5 from 5"),
+               Refused(target(), "20.00000001", "target: 20.00000001 has more than 7 decimals"),
+               Refused(free, "100000000000", "f: 100000000000 is above 99999999999.9999999"),
+               Refused(stepped, "0", "s: 0 is not in steps of 0.3 from -1"),
+               Refused(mode, "fast", "m: fast is not one of auto, heat")))
+        EXPECT_EQ(setting.refusal(value), reason);
+    EXPECT_EQ(free.refusal("-" + std::string(100, '9')),
+              "f: -" + std::string(63, '9') + "... is below -99999999999.9999999");
 }
 
 TEST(Setting, MatchesPatterns) {
@@ -222,24 +210,22 @@ TEST(Setting, MatchesPatterns) {
 }
 
 TEST(Setting, NamesTheFaultInItsDescription) {
-    using Row = std::pair<Setting, const char*>;
-    const char* const badName =
-        ": a name must not be empty, and has no capital letters, line feeds or any of <>/";
+    EXPECT_EQ(target().fault(), "");
+    const std::string notANumber = " is not a number of up to 11 digits and 7 decimals";
+    using Row = std::pair<Setting, std::string>;
     for (const auto& [setting, fault] :
-         table(Row(target(), ""), Row(Setting::text("", ""), badName),
-               Row(Setting::text("a", "").length(2, 1), "a: the least length is above the greatest"),
-               Row(target().range("5", "x"), "target: x is not a number of up to 11 digits and 7 decimals"),
-               Row(target().range("100000000000", ""),
-                   "target: 100000000000 is not a number of up to 11 digits and 7 decimals"),
-               Row(target().range("-100000000000", ""),
-                   "target: -100000000000 is not a number of up to 11 digits and 7 decimals"),
-               Row(target().step("0"), "target: the step 0 is not above 0"),
-               Row(target().initially("4"), "target: 4 is below 5"),
-               Row(Setting::choice("a", ""), "a: a choice needs options"),
-               Row(Setting::onOff("a", "").initially("1"), "a: 1 is neither on nor off")))
-        EXPECT_EQ(setting.fault(), fault);
-    for (const char* const name : {"A", "a<", "a>", "a/", "a\n"})
-        EXPECT_EQ(Setting::text(name, "").fault(), name + std::string(badName));
+         table(Row(Setting::text("a", "").length(2, 1), "the least length is above the greatest"),
+               Row(target().range("5", "x"), "x" + notANumber),
+               Row(target().step("0"), "the step 0 is not above 0"),
+               Row(target().range("100000000000", ""), "100000000000" + notANumber),
+               Row(target().range("-100000000000", ""), "-100000000000" + notANumber),
+               Row(target().initially("4"), "4 is below 5"),
+               Row(Setting::choice("a", ""), "a choice needs options"),
+               Row(Setting::onOff("a", "").initially("1"), "1 is neither on nor off")))
+        EXPECT_EQ(setting.fault(), setting.name + ": " + fault);
+    for (const std::string name : {"", "A", "a<", "a>", "a/", "a\n"})
+        EXPECT_EQ(Setting::text(name, "").fault(),
+                  name + ": a name must not be empty, and has no capital letters, line feeds or any of <>/");
     for (const char* const pattern :
          {"(a)",     "a|b",      "^a",      "a$",  "a**",   "a*?",     "*",          "{1}",    "a{2,1}",
           "a{,2}",   "a{65536}", "a{1",     "[",   "[]",    "[^]",     "[a-]",       "[-a]",   "[z-a]",
@@ -258,8 +244,7 @@ TEST(Application, PublishesTheValuesInUse) {
         device.add(Setting::choice("mode", "Mode").option("auto", "Automatic"));
         device.add(Setting::onOff("eco", "Eco"));
         EXPECT_EQ(device.descriptor(), -1);
-        folder.save(entry("target", "99") + entry("eco", "on") + entry("room", "\xFF\"\n") +
-                    entry("other", "1"));
+        folder.save({{"target", "99"}, {"eco", "on"}, {"room", "\xFF\"\n"}, {"other", "1"}});
         ASSERT_TRUE(device.start()) << device.error();
         EXPECT_EQ(folder.read("pid.cgi"), "device\n");
         EXPECT_EQ(folder.read("state.json"), R"({"revision": 1, "settings": [
@@ -296,11 +281,11 @@ TEST(Application, AppliesValidValuesAtEachSignal) {
                reasons + device.error().substr(device.error().rfind('/') + 1);
     };
     EXPECT_EQ(afterSignal(), "200 off ");
-    folder.save(entry("eco", "on") + entry("target", "21.5"));
+    folder.save({{"eco", "on"}, {"target", "21.5"}});
     EXPECT_EQ(afterSignal(), "215 on ");
-    folder.save(entry("eco", "off") + entry("target", "99"));
+    folder.save({{"eco", "off"}, {"target", "99"}});
     EXPECT_EQ(afterSignal(), "215 off target: 99 is above 30");
-    ASSERT_TRUE(String("<Settings>\n").toFile(folder.path("settings_xml.txt").c_str()));
+    ASSERT_EQ(folder.replace("<Settings>\n"), 0);
     EXPECT_EQ(afterSignal(), "215 off target: 99 is above 30settings_xml.txt: not a whole settings file");
     std::filesystem::remove(folder.path("settings_xml.txt"));
     EXPECT_EQ(afterSignal(), "200 off ");
@@ -335,13 +320,9 @@ TEST(Application, EndsWithTheLastSettingsAfterManySignals) {
     while (!folder.has("state.json"))
         usleep(1000);
     for (int number = 1; number <= signals; ++number) {
-        if (number % 20 == 0) { // as the gateway replaces it
-            const std::string value = std::to_string(number);
-            const std::string text = fileOf(entry("first", value) + entry("second", value));
-            ASSERT_EQ(
-                zutl::replaceFile(folder.path().c_str(), settingsFile, text, zutl::Durability::cached).code,
-                0);
-        }
+        const std::string value = std::to_string(number);
+        if (number % 20 == 0)
+            folder.save({{"first", value}, {"second", value}});
         kill(device, SIGUSR1);
     }
     int status = -1;
@@ -375,10 +356,10 @@ TEST(Application, HasAReasonWhyItDoesNotStart) {
 
 TEST(Application, CanBeWrittenInC) {
     const HtmlFolder folder;
-    folder.save(entry("mode", "fast") + entry("target", "21.5"));
+    folder.save({{"mode", "fast"}, {"target", "21.5"}});
     zuap_application* const device = zuap_create(folder.path().c_str());
+    const zuap_option options[] = {{"auto", "Automatic"}, {"heat", "Heat"}, {nullptr, nullptr}};
     const auto add = [&](zuap_type type, const char* name, const char* initial) {
-        const zuap_option options[] = {{"auto", "Automatic"}, {"heat", "Heat"}, {nullptr, nullptr}};
         zuap_setting setting{};
         setting.type = type;
         setting.name = name;
@@ -420,14 +401,11 @@ TEST(Application, CanBeWrittenInC) {
     };
     EXPECT_EQ(zuap_read_file(folder.path("settings_xml.txt").c_str(), take, &read), 0);
     EXPECT_EQ(read, "mode=fast;target=21.5;");
-    EXPECT_EQ(zuap_read_file("/nowhere", take, &read), -1);
-    EXPECT_EQ(errno, ENOENT);
-    EXPECT_EQ(zuap_read_file("/dev/null", take, &read), -1);
-    EXPECT_EQ(errno, EAGAIN);
-    EXPECT_EQ(zuap_read_file("/tmp", take, &read), -1);
-    EXPECT_EQ(errno, EISDIR);
-    EXPECT_EQ(zuap_read_file("/dev/null/x", take, &read), -1);
-    EXPECT_EQ(errno, ENOTDIR);
+    for (const auto& [path, error] :
+         {std::pair("/nowhere", ENOENT), {"/dev/null", EAGAIN}, {"/tmp", EISDIR}, {"/dev/null/x", ENOTDIR}}) {
+        EXPECT_EQ(zuap_read_file(path, take, &read), -1) << path;
+        EXPECT_EQ(errno, error) << path;
+    }
     zuap_free(device);
     zuap_free(nullptr);
 }
