@@ -32,14 +32,11 @@ int main() {
     text = page;
     REQUIRE(text == printed);
     REQUIRE(same(page) == printed);
-    REQUIRE(zutl::String(page) == printed);
     REQUIRE(zutl::url::decode(page, false) == printed);
     zusl::StringMap<zutl::String> map;
-    map["x"] = page;
-    map.insert("y", page);
+    map.insert("x", page);
     map.insert(page, page);
-    REQUIRE(map["x"] == map["y"]);
-    REQUIRE(map.insert(zutl::String("x"), zutl::String("other")).first->second == printed);
+    REQUIRE(map["x"] == printed);
 
     REQUIRE(zutl::String(Name()) == "name");
     REQUIRE(zutl::String(ConstName()) == "name");
@@ -47,13 +44,8 @@ int main() {
     REQUIRE(text == "view");
     text = {};
     REQUIRE(text.empty());
-    const std::string standard = "standard";
-    text = standard;
     text = std::string("moved");
-    text = "literal";
-    zutl::String taken = std::move(text);
-    text = std::move(taken);
-    REQUIRE(text == "literal");
+    REQUIRE(text == "moved");
 
     zutl::String (*const decode)(const zutl::String&, bool) = &zutl::url::decode;
     const auto alsoDecode = &zutl::url::decode;

