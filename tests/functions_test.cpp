@@ -6,7 +6,6 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <memory>
-#include <string>
 #include <thread>
 
 TEST(Functions, CopiesAtMostWhatFitsAndFillsTheRest) {
@@ -55,17 +54,7 @@ TEST(Functions, TreatANullTextAsEmpty) {
     EXPECT_STREQ(zutl::Exception(none).what(), "");
 }
 
-__attribute__((format(printf, 1, 2))) static std::string measuredThenFormatted(const char* format, ...) {
-    va_list args;
-    va_start(args, format);
-    std::string text(static_cast<size_t>(zu_vscprintf(format, args)), '\0');
-    vsnprintf(text.data(), text.size() + 1, format, args);
-    va_end(args);
-    return text;
-}
-
-TEST(Functions, MeasuringLeavesTheArgumentsToTheCaller) {
-    EXPECT_EQ(measuredThenFormatted("%d-%s-%.2f", 42, "words", 0.5), "42-words-0.50");
+TEST(Functions, ReadsNumbersOf64Bits) {
     EXPECT_EQ(zu_atoi64(" 42x") + zu_atoi64("x"), 42);
     EXPECT_EQ(zu_atoi64("9223372036854775808") + zu_atoi64("-7"), INT64_MAX - 7);
 }

@@ -1,7 +1,7 @@
-#include "zutl_String.h"
-
 #include "table.h"
 #include "temporaryFile.h"
+#include "zu_Functions.h"
+#include "zutl_String.h"
 
 #include <cstdarg>
 #include <gtest/gtest.h>
@@ -21,7 +21,9 @@ std::string list(const std::vector<String>& tokens) {
 __attribute__((format(printf, 1, 2))) std::string formatted(const char* format, ...) {
     va_list args;
     va_start(args, format);
+    const int length = zu_vscprintf(format, args); // which leaves the arguments as they were
     const String text = String::fromVAList(format, &args);
+    EXPECT_EQ(text.size(), static_cast<size_t>(length));
     va_end(args);
     return text;
 }
@@ -45,7 +47,7 @@ TEST(String, Formats) {
     EXPECT_EQ(String::fromFormat("%s=%d", "a", 7), "a=7");
     EXPECT_EQ(String::fromFormat("%s", std::string(100000, 'x').c_str()), std::string(100000, 'x'));
     EXPECT_EQ(String::fromFormat("a%cb", 0) + String::fromFormat("%s", ""), "a");
-    EXPECT_EQ(formatted("%d %s %lld", -1, "two", 3LL), "-1 two 3");
+    EXPECT_EQ(formatted("%d %s %lld %.2f", -1, "two", 3LL, 0.5), "-1 two 3 0.50");
     EXPECT_EQ(String::fromFloat(2.5F, 2) + String::fromFloat(1.0F, 0), "2.501");
     for (const int number : {-7, 0, INT32_MIN, INT32_MAX})
         EXPECT_EQ(String::fromInteger(number), std::to_string(number));
