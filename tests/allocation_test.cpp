@@ -132,8 +132,7 @@ TEST(Allocation, Streams) {
     each("setBuffer", [&](MemIOStream& s) { return s.setBuffer(data, size), s.size() == size; });
     each("fromBin", [&](MemIOStream& s) { return fromBytes(s, bytes) == bytes.size(); });
     each("load", [&](MemIOStream& s) { return s.load(file.path()); });
-    const auto read = [](MemIOStream& s) { return s.read(*std::make_unique<String>()) > 0; };
-    failEach("read", stream, badAlloc | exception, read);
-    failEach("list", stream, badAlloc | exception,
-             [](MemIOStream& s) { return s.write(Texts(9, text)) > 0; });
+    constexpr unsigned fails = badAlloc | exception;
+    failEach("read", stream, fails, [](MemIOStream& s) { return s.read(*std::make_unique<String>()) > 0; });
+    failEach("list", stream, fails, [](MemIOStream& s) { return s.write(Texts(9, text)) > 0; });
 }

@@ -3,9 +3,10 @@
 #include "zutl_String.h"
 
 #include <csignal>
-#include <cstdlib>
 #include <gtest/gtest.h>
 #include <thread>
+
+using namespace std::string_literals;
 
 namespace {
 
@@ -58,10 +59,8 @@ TEST(SmartArray, IsReleasedFromSeveralThreads) {
     std::vector<std::thread> threads;
     for (int i = 0; i < 4; ++i)
         threads.emplace_back([copy = handle] {
-            for (int round = 0; round < 1000; ++round) {
-                const Handle another(copy);
-                EXPECT_EQ(another[1].value, 0);
-            }
+            for (int round = 0; round < 1000; ++round)
+                EXPECT_EQ(Handle(copy)[1].value, 0);
         });
     handle.removeReference();
     for (std::thread& thread : threads)
@@ -71,8 +70,8 @@ TEST(SmartArray, IsReleasedFromSeveralThreads) {
 }
 
 TEST(SmartArray, HoldsATextUpToItsFirstZeroByte) {
-    const zutl::SmartArray<char> array = zutl::String(std::string("ab\0c", 4));
-    EXPECT_EQ(std::string(&*array, 5), std::string("ab\0\0\0", 5));
+    const zutl::SmartArray<char> array = zutl::String("ab\0c"s);
+    EXPECT_EQ(std::string(&*array, 5), "ab\0\0\0"s);
     EXPECT_NE(thrown([&] { array[5]; }), "");
     EXPECT_EQ(zutl::SmartArray<char>(zutl::String())[0], '\0');
 }

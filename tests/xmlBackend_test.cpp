@@ -20,9 +20,7 @@ TEST(XmlCursor, ReadsXmlOfOtherWriters) {
         {"<a>1<!-- 2 -->3<![CDATA[<4>&amp;]]><b>5<c>6</c></b> 7<?d 8?></a>", "13<4>&amp;56 7", nullptr},
         {"<a>&lt;&gt;&amp;amp;&apos;&quot;&#65;&#x42;&b;&</a>", "<>&amp;'\"AB&b;&",
          "<a>&lt;&gt;&amp;amp;'\"AB&amp;b;&amp;</a>"},
-        {"<a > \r\n\t</a >", " \r\n\t", "<a> \r\n\t</a>"},
-        {"<?xml version='1.0' encoding='ISO-8859-1'?><a>\xFC</a>", "\xFC", "<a>\xFC</a>"},
-    };
+        {"<a > \r\n\t</a >", " \r\n\t", "<a> \r\n\t</a>"}};
     for (const auto& [xml, value, itself] : cases) {
         const DomIterator root = DomIterator::parse(xml);
         EXPECT_EQ(root.getName(), "a");
@@ -123,11 +121,10 @@ TEST(XmlReaders, ReadAValue) {
 }
 
 TEST(XmlReaders, KeepBytesWhateverTheDeclaredEncoding) {
-    for (const char* const encoding : {"UTF-8", "ISO-8859-1", "latin1", "UTF-16", "UTF-32"}) {
-        String text;
-        const std::string declaration = std::string("<?xml version='1.0' encoding='") + encoding + "'?>";
-        EXPECT_TRUE(text.fromXML((declaration + "<v>\xC3\xA4\xE4</v>").c_str())) << encoding;
-        EXPECT_EQ(text, "\xC3\xA4\xE4") << encoding;
+    const std::string element = "<v>\xC3\xA4\xE4</v>";
+    for (const std::string encoding : {"UTF-8", "ISO-8859-1", "latin1", "UTF-16", "UTF-32"}) {
+        const String xml("<?xml version='1.0' encoding='" + encoding + "'?>" + element);
+        EXPECT_EQ(DomIterator::parse(xml).toXML(), element) << encoding;
     }
 }
 
