@@ -5,6 +5,7 @@
 #include "zutl_String.h"
 
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <fuzzer/FuzzedDataProvider.h>

@@ -4,23 +4,13 @@
 #include "zutl_Exception.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
+#include <regex>
 #include <string>
 #include <sys/mman.h>
 #include <vector>
 
-// Bytes as two hexadecimal digits each, separated by blanks.
-inline std::string hex(const std::string& bytes) {
-    std::string text;
-    for (const char byte : bytes) {
-        char digits[4];
-        std::snprintf(digits, sizeof digits, "%02X ", static_cast<unsigned char>(byte));
-        text += digits;
-    }
-    return text.substr(0, text.empty() ? 0 : text.size() - 1);
-}
-
+// The bytes that this text has as two hexadecimal digits each, separated by blanks.
 inline std::string unhex(const std::string& text) {
     std::string bytes;
     for (size_t i = 0; i + 1 < text.size(); i += 3)
@@ -56,7 +46,11 @@ std::string thrown(Action action) {
     } catch (const std::exception& error) {
         return error.what();
     }
-    return std::string();
+    return {};
+}
+
+inline const unsigned char* bytesOf(const std::string& text) {
+    return reinterpret_cast<const unsigned char*>(text.data());
 }
 
 // An object of 4 bytes whose operations fail or report another number of bytes, as the test wants.
@@ -83,15 +77,11 @@ struct Unreliable : zusl::EndOfFile {
     }
 };
 
-// Returns the message after its location, "FILE (LINE): ", if that is in this file; else the whole message.
+// Returns the message after its location, "FILE (LINE): ", and the prefix, if that is how it begins; else the
+// whole message.
 template <typename Action>
-std::string thrownIn(const std::string& file, Action action) {
-    const std::string message = thrown(action);
-    const size_t digits = file.size() + 2;
-    const size_t end = message.find_first_not_of("0123456789", digits);
-    const bool located = message.compare(0, digits, file + " (") == 0 && end > digits &&
-                         message[digits] != '0' && message.compare(end, 3, "): ") == 0;
-    return located ? message.substr(end + 3) : message;
+std::string thrownIn(const std::string& file, Action action, const std::string& prefix = "") {
+    return std::regex_replace(thrown(action), std::regex("^" + file + " \\([1-9][0-9]*\\): " + prefix), "");
 }
 
 inline const char* const fromBinFailed = "zusl::Serializable::fromBin() - Failed!";

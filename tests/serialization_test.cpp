@@ -1,20 +1,25 @@
-// Serialization of strings, integers and maps, and object files.
+// Serialization, object files, lengths beyond 32 bits, and arguments that are part of the object.
 
 #include "bytes.h"
+#include "sparseText.h"
 #include "temporaryFile.h"
 #include "zusl_List.h"
 #include "zusl_Map.h"
 
 #include <csignal>
+#include <deque>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <map>
 #include <sys/resource.h>
 #include <unistd.h>
 
+using zusl::MemIOStream;
 using zutl::Integer;
 using zutl::String;
 using Settings = zusl::StringMap<String>;
+using Texts = zusl::List<String>;
+using zuxml::DomIterator;
 using namespace std::string_literals;
 
 namespace {
@@ -23,6 +28,10 @@ namespace {
 struct NumberMap : zusl::Map<Integer, Integer> {
     String internalTypeName() const override { return "numbers"; }
     unsigned int internalTypeId() const override { return 7; }
+};
+
+struct OtherText : String { // a list of these is serialized through a stream
+    using String::String;
 };
 
 } // namespace
@@ -37,7 +46,7 @@ TEST(Serialization, HasTypeIdsAndNames) {
     check(String(), 501, "zutl_String");
     check(Integer(), 504, "Integer");
     check(Settings(), 15501, "zutl_StringStringMap");
-    check(zusl::List<String>(), 5501, "zutl_StringList");
+    check(Texts(), 5501, "zutl_StringList");
     check(zusl::EndOfFile(), 1, "zusl_EndOfFile");
 }
 
@@ -52,6 +61,9 @@ TEST(Serialization, WritesXml) {
               start + "<item zu:displayName=\"\"<\">1</item><item zu:displayName=\"a\"/>"
                       "<item zu:displayName=\"b\">x&lt;</item><item zu:displayName=\"c\">2</item></R>\n");
     EXPECT_EQ(Settings().toXML("R"), start + "</R>\n");
+    EXPECT_EQ((Texts{"ab", ""}).toXML("L"), "<L><zutl_String>ab</zutl_String><zutl_String/></L>");
+    EXPECT_EQ(Texts().toXML("L"), "<L></L>");
+    EXPECT_EQ(zusl::EndOfFile().toXML("x"), "<x/>");
 }
 
 TEST(Serialization, ThrowsForAMapWithoutXml) {
@@ -115,37 +127,32 @@ TEST(Serialization, ReadsBackAnObjectFile) {
         unsigned int getTypeId() const override { return 0; }
     } nothing;
     EXPECT_TRUE(nothing.fromFile("/dev/zero"));
-    struct Endless : Integer { // 4 GB announced, but not sent
-        unsigned int getTypeId() const override { return 0xFFFF; }
-    } endless;
-    for (const std::string& bytes : {unhex("FF FF 04 00 00 00 07 00 00 00"), unhex("FF FF FF FF FF FF 07")}) {
-        int ends[2];
-        ASSERT_EQ(pipe(ends), 0);
-        EXPECT_EQ(write(ends[1], bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
-        close(ends[1]);
-        const std::string path = "/dev/fd/" + std::to_string(ends[0]);
-        EXPECT_EQ(endless.fromFile(path.c_str()), bytes.size() == 10);
-        close(ends[0]);
-    }
-    EXPECT_EQ(endless, 7);
     rlimit limit;
     ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
     const rlimit small{8, limit.rlim_max}; // of the ten bytes
-    const auto previous = std::signal(SIGXFSZ, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
     EXPECT_FALSE(number.toFile(file.path()));
     setrlimit(RLIMIT_FSIZE, &limit);
-    std::signal(SIGXFSZ, previous);
-    // Cut; 4 GB claimed; fewer bytes than fromBin wants, and more.
+}
+
+TEST(Serialization, ReadsAnObjectFromAPipe) {
+    // Cut; 4 GB claimed; fewer bytes than fromBin wants, and more; whole.
     const std::pair<const char*, bool> contents[] = {{"F8 01 04 00 00", false},
                                                      {"F8 01 FF FF FF FF 07 00 00", false},
                                                      {"F8 01 05 00 00 00 07 00 00 00 00", false},
                                                      {"F8 01 03 00 00 00 07 00 00", false},
                                                      {"F8 01 04 00 00 00 07 00 00 00 FF", true}};
-    for (const auto& [bytes, good] : contents) {
+    for (const auto& [text, good] : contents) {
+        int ends[2];
+        ASSERT_EQ(pipe(ends), 0);
+        const std::string bytes = unhex(text), path = "/dev/fd/" + std::to_string(ends[0]);
+        EXPECT_EQ(write(ends[1], bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+        close(ends[1]);
         Integer read(42);
-        EXPECT_EQ(read.fromFile(TemporaryFile(unhex(bytes)).path()), good) << bytes;
-        EXPECT_TRUE(read == 7 || !good) << bytes;
+        EXPECT_EQ(read.fromFile(path.c_str()), good) << text;
+        EXPECT_TRUE(read == 7 || !good) << text;
+        close(ends[0]);
     }
 }
 
@@ -166,30 +173,53 @@ TEST(Serialization, ReportsAnObjectFileOfAFailingClass) {
 
 TEST(Serialization, ReadsNoXmlWithTheNullBackend) {
     for (const char* const xml :
-         {"<R><item zu:displayName='a'>1</item></R>", "", "no xml", static_cast<const char*>(nullptr)}) {
+         {"<R a='1'><item zu:displayName='a'>1</item></R>", static_cast<const char*>(nullptr)}) {
         String text("before");
         Integer number(7);
         Settings map{{"a", "1"}};
+        Texts list{"before"}; // the back end finds a document without children
         EXPECT_TRUE(text.fromXML(xml));
-        EXPECT_TRUE(text.empty());
+        EXPECT_EQ(text, "");
         EXPECT_TRUE(number.fromXML(xml));
         EXPECT_EQ(number, 0);
-        zusl::List<String> list{"before"}; // the back end finds a document without children
         EXPECT_FALSE(map.fromXML(xml));
         EXPECT_EQ(map.size(), 1U);
         EXPECT_TRUE(list.fromXML(xml));
         EXPECT_TRUE(list.empty());
+        EXPECT_TRUE(zusl::EndOfFile().fromXML(xml));
+
+        zuxml::initialize();
+        DomIterator cursor = DomIterator::parse(xml, "second");
+        cursor = DomIterator::parse(xml);
+        cursor.nextSibling();
+        cursor.previousSibling();
+        for (const DomIterator& each : {cursor, cursor.childrenBegin(), cursor.childrenEnd(),
+                                        cursor.findChild("item"), cursor.searchChild("item")}) {
+            EXPECT_FALSE(each.atEnd());
+            EXPECT_FALSE(each.hasChildren());
+            EXPECT_FALSE(each.hasValue());
+            EXPECT_FALSE(each.hasAttributes());
+            EXPECT_FALSE(each.hasAttribute("a"));
+            EXPECT_FALSE(each.isEqual(each));
+            EXPECT_FALSE(each < each);
+            EXPECT_EQ(each.numChildren() + each.numChildren("item") + each.attributes().size(), 0U);
+            EXPECT_EQ(each.getName() + each.getValue() + each.getAttribute("a") + each.toXML(), "");
+        }
+        String out("before");
+        EXPECT_EQ(cursor.getName(out) + out, "before");
+        EXPECT_EQ(DomIterator::removeDoctype(xml) + DomIterator::addDTD(xml, "dtd"), "");
+        EXPECT_EQ(zuxml::open("name") + zuxml::close("name"), "");
+        zuxml::uninitialize();
     }
 }
 
 TEST(Serialization, MatchesTheExamplesOfTheDocument) {
     const TemporaryFile file;
-    Integer(7).toFile(file.path());
-    zusl::MemIOStream stream, closed;
+    EXPECT_TRUE(Integer(7).toFile(file.path()));
+    MemIOStream stream, closed;
     stream.write(Integer(7));
     closed.close();
-    const std::string records = toBytes(stream);
-    const std::map<std::string, std::string> examples = {
+    std::map<std::string, std::string> examples = {
         {"the text `abc`", toBytes(String("abc"))},
         {"the empty text", toBytes(String())},
         {"the integer 504", toBytes(Integer(504))},
@@ -197,23 +227,103 @@ TEST(Serialization, MatchesTheExamplesOfTheDocument) {
         {"the map `a` to `1`", toBytes(Settings{{"a", "1"}})},
         {"the empty map", toBytes(Settings())},
         {"the file of the integer 7", file.bytes()},
-        {"the record of the integer 7", records.substr(4)},
+        {"the record of the integer 7", toBytes(stream).substr(4)},
         {"the record of an end-of-file marker", toBytes(closed).substr(4)},
-        {"the stream with that integer", records},
-        {"the list of `ab`", toBytes(zusl::List<String>{"ab"})},
-        {"the empty list", toBytes(zusl::List<String>())}};
-    // Each row "| the ... | 01 02 ... |" of the document is an example.
+        {"the stream with that integer", toBytes(stream)},
+        {"the list of `ab`", toBytes(Texts{"ab"})},
+        {"the empty list", toBytes(Texts())}};
+    const std::regex row("\\| (the .+) \\| ([0-9A-F ]+) \\|");
     std::ifstream document(FORMATS_DOCUMENT);
-    size_t rows = 0;
-    for (std::string line; std::getline(document, line);) {
-        const size_t bar = line.find(" | ");
-        if (line.compare(0, 6, "| the ") != 0 ||
-            line.find_first_not_of("0123456789ABCDEF |", bar) != line.npos)
-            continue;
-        ++rows;
-        const auto example = examples.find(line.substr(2, bar - 2));
-        ASSERT_NE(example, examples.end()) << line;
-        EXPECT_EQ(line.substr(bar + 3), hex(example->second) + " |");
+    std::smatch found;
+    for (std::string line; std::getline(document, line);)
+        if (std::regex_match(line, found, row)) {
+            const auto example = examples.extract(found[1]);
+            ASSERT_FALSE(example.empty()) << line;
+            EXPECT_EQ(unhex(found[2]), example.mapped()) << line;
+        }
+    EXPECT_TRUE(examples.empty()) << examples.begin()->first;
+}
+
+#if SIZE_MAX > UINT32_MAX
+
+// Serialization throws and writes nothing.
+static void expectTooLong(const zusl::Serializable& object) {
+    std::vector<unsigned char> untouched(64, 7);
+    EXPECT_THROW(object.getBinLength(), std::bad_alloc);
+    EXPECT_THROW(object.toBin(untouched.data()), std::bad_alloc);
+    EXPECT_EQ(untouched, std::vector<unsigned char>(64, 7));
+}
+
+TEST(Length, OfATextEndsAt32Bits) {
+    constexpr size_t longest = 0xFFFFFFFF - 5;
+    String text, fitting;
+    const SparseText fits(fitting, longest);
+    EXPECT_EQ(fitting.getBinLength(), 0xFFFFFFFF);
+    for (const size_t size : {longest + 1, size_t{1} << 32, (size_t{1} << 32) + 5}) {
+        SCOPED_TRACE(size);
+        const SparseText tooLong(text, size);
+        expectTooLong(text);
+        MemIOStream stream;
+        EXPECT_THROW(stream.write(text), std::bad_alloc);
+        EXPECT_TRUE(stream.isEmpty());
     }
-    EXPECT_EQ(rows, examples.size());
+    const SparseText tooLong(text, 0xFFFFFFFF); // one more with the zero byte
+    EXPECT_THROW(static_cast<void>(zutl::SmartArray<char>{text}), std::bad_alloc);
+}
+
+TEST(Length, OfAMapEndsAt32Bits) {
+    const TemporaryFile file("before");
+    for (const size_t size : {size_t{1} << 32, size_t{3} << 30}) {
+        SCOPED_TRACE(size);
+        Settings map;
+        const SparseText a(map["a"], size), b(map["b"], size);
+        expectTooLong(map);
+        EXPECT_THROW(map.toFile(file.path()), std::bad_alloc);
+        EXPECT_EQ(file.bytes(), "before");
+    }
+}
+
+TEST(Length, OfAListEndsAt32Bits) {
+    Texts list(5);
+    std::deque<SparseText> elements;
+    for (std::string& text : list)
+        elements.emplace_back(text, 900000000);
+    std::vector<unsigned char> untouched(64, 7);
+    EXPECT_EQ(list.getBinLength(), 0U);
+    EXPECT_EQ(thrown([&] { list.toBin(untouched.data()); }), fromBinFailed);
+    EXPECT_EQ(untouched, std::vector<unsigned char>(64, 7));
+    MemIOStream stream;
+    EXPECT_NE(thrown([&] { stream.write(list); }), "");
+    EXPECT_TRUE(stream.isEmpty());
+}
+
+TEST(Length, OfAStreamEndsAt32Bits) {
+    MemIOStream stream;
+    unsigned char* data;
+    stream.getWriteBuffer(data, 0xFFFFFFFD);
+    expectTooLong(stream);
+}
+
+#endif
+
+TEST(Argument, MayBePartOfTheObject) {
+    const std::string listBytes = toBytes(Texts{"a", "b"}), mapBytes = toBytes(Settings{{"a", "1"}});
+    Texts list{listBytes, "x"};
+    EXPECT_EQ(list.fromBin(bytesOf(list.front()), static_cast<unsigned>(listBytes.size())), listBytes.size());
+    EXPECT_EQ(list, (Texts{"a", "b"}));
+    zusl::List<OtherText> others{listBytes};
+    others.fromBin(bytesOf(others.front()), static_cast<unsigned>(listBytes.size()));
+    EXPECT_EQ(others.size(), 2U);
+    Settings map{{"x", mapBytes}};
+    EXPECT_EQ(map.fromBin(bytesOf(map["x"]), static_cast<unsigned>(mapBytes.size())), mapBytes.size());
+    EXPECT_EQ(map, (Settings{{"a", "1"}}));
+
+    std::vector<String> tokens{"the first token of the text,the second one"};
+    String::tokenize(tokens[0], ",", tokens, "");
+    EXPECT_EQ(tokens.size(), 3U);
+    EXPECT_EQ(tokens.back(), "the second one");
+    const TemporaryFile file("content");
+    String text(file.path());
+    EXPECT_TRUE(text.fromFile(text.c_str()));
+    EXPECT_EQ(text, "content");
 }

@@ -10,12 +10,8 @@
 // A temporary file; the destructor removes it.
 class TemporaryFile {
 public:
-    TemporaryFile() {
-        char pattern[] = "/tmp/zu_test.XXXXXX";
-        close(mkstemp(pattern));
-        name = pattern;
-    }
-    explicit TemporaryFile(const std::string& bytes) : TemporaryFile() {
+    explicit TemporaryFile(const std::string& bytes = "") {
+        close(mkstemp(name.data()));
         std::ofstream(name, std::ios::binary) << bytes;
     }
     TemporaryFile(const TemporaryFile&) = delete;
@@ -29,5 +25,5 @@ public:
     }
 
 private:
-    std::string name;
+    std::string name = "/tmp/zu_test.XXXXXX";
 };

@@ -1,6 +1,6 @@
 #include "bytes.h"
 #include "zusl_List.h"
-#include "zutl_String.h"
+#include "zusl_Map.h"
 
 #include <gtest/gtest.h>
 
@@ -8,13 +8,9 @@ using zusl::MemIOStream;
 using zutl::Integer;
 using zutl::String;
 using Texts = zusl::List<String>;
+using Settings = zusl::StringMap<String>;
 
 namespace {
-
-// Elements that may fail, so the list must serialize them to find its length.
-struct Fragile : Unreliable {
-    explicit Fragile(Failure mode = none) { failure = mode; }
-};
 
 // Returns the bytes of a list that begins with these two numbers and has these elements.
 std::string encoded(int type, int count, const std::vector<const char*>& elements) {
@@ -45,9 +41,10 @@ TEST(List, ChecksWhatItReads) {
     for (const auto& [bytes, taken, error, expected] : cases) {
         Texts list{"before"};
         unsigned int result = 0;
-        EXPECT_EQ(thrown([&, &data = bytes] { result = fromBytes(list, data); }), error) << hex(bytes);
-        EXPECT_EQ(result, taken) << hex(bytes);
-        EXPECT_EQ(list, expected) << hex(bytes);
+        EXPECT_EQ(thrown([&, &data = bytes] { result = fromBytes(list, data); }), error)
+            << testing::PrintToString(bytes);
+        EXPECT_EQ(result, taken) << testing::PrintToString(bytes);
+        EXPECT_EQ(list, expected) << testing::PrintToString(bytes);
     }
     Texts list{"before"};
     const std::string notRecords = thrown([&] { fromBytes(list, unhex("03 00 00 00 01 02 03")); });
@@ -59,26 +56,47 @@ TEST(List, ChecksWhatItReads) {
 }
 
 TEST(List, SerializesToTheEndOfAStream) {
-    zusl::List<Fragile> list;
-    list.emplace_back();
-    EXPECT_EQ(toBytes(list).size(), 28U + 12U);
+    zusl::List<Unreliable> list(2); // the list must serialize them to find its length
     for (const auto mode : {Unreliable::none, Unreliable::exception, Unreliable::other}) {
         const bool fails = mode != Unreliable::none;
-        list.emplace_back(mode);
+        list.back().failure = mode;
         EXPECT_EQ(list.getBinLength(), fails ? 0U : 52U);
         EXPECT_EQ(thrown([&] { toBytes(list); }), fails ? fromBinFailed : "");
         MemIOStream stream;
         stream.write(Integer(9));
         EXPECT_EQ(list.serialize(stream), !fails);
         EXPECT_EQ(stream.count(), fails ? 4U : 5U); // the records before it stay
-        list.pop_back();
     }
 }
 
-TEST(List, WritesXml) {
-    EXPECT_EQ((Texts{"ab", ""}).toXML(),
-              "<zutl_StringList><zutl_String>ab</zutl_String><zutl_String/></zutl_StringList>");
-    EXPECT_EQ(Texts().toXML("L"), "<L></L>");
-    EXPECT_EQ(Texts{"a<"}.toXML("L"), "<L><zutl_String>a&lt;</zutl_String></L>");
-    EXPECT_EQ(Texts().toXML(nullptr), "");
+TEST(Map, InsertAcceptsAnyTextAndKeepsTheFirstValueOfAKey) {
+    Settings map;
+    const std::string standard = "a";
+    const String own = "b";
+    const auto [entry, added] = map.insert(standard, standard);
+    EXPECT_TRUE(added);
+    EXPECT_EQ(entry->second, "a");
+    EXPECT_EQ(map.insert("a", "2").first->second, "a");
+    EXPECT_FALSE(map.insert("a", own).second);
+    map.insert(own, own);
+    map.insert(own + "d", "literal");
+    map["a"] = "5";
+    EXPECT_EQ(map, (Settings{{"a", "5"}, {"b", "b"}, {"bd", "literal"}}));
+}
+
+TEST(Map, HasTheStandardOverloadsOfInsert) {
+    Settings map{{"z", "26"}};
+    map.insert({{"b", "2"}, {"a", "1"}});
+    map.insert({"c", "3"});
+    map.insert(std::make_pair("d", "4"));
+    map.insert(map.end(), {"e", "5"});
+    const std::vector<std::pair<const char*, const char*>> more = {{"f", "6"}, {"a", "other"}};
+    map.insert(more.begin(), more.end());
+    map.insert(Settings{{"g", "7"}}.extract("g"));
+    for (const char* const key : {"\xC3\xA4", "B", "", "ab"})
+        map.insert(key, "");
+    std::string order;
+    for (const auto& [key, value] : map)
+        order += "<" + key + value + ">";
+    EXPECT_EQ(order, "<><B><a1><ab><b2><c3><d4><e5><f6><g7><z26><\xC3\xA4>");
 }
