@@ -229,10 +229,10 @@ TEST(MemIOStream, TransfersRawObjects) {
             return true;
         }
     } source;
-    MemIOStream stream;
+    MemIOStream stream = rawStream(ending);
     zusl::IStream& input = source;
     stream << input << input << input; // the third block is not the stream's to release
-    EXPECT_EQ(content(stream), seven);
+    EXPECT_EQ(content(stream), ending + seven);
     unsigned char* data = nullptr;
     unsigned int length = 0;
     EXPECT_EQ(failure([&] { MemIOStream().getNextObject(stream, data, length); }),
