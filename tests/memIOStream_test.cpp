@@ -68,6 +68,7 @@ TEST(MemIOStream, GrowsByItsRule) {
     stream.write(Integer(3)), check(36);
     stream.skip();
     stream.write(Integer(4)), check(36); // fits once the content is moved to the beginning
+    EXPECT_EQ(stream.count(), 3U);
     stream.clear();
     stream.checkBuff(36), check(36);
     stream.checkBuff(37), check(2 * 36 + 37);
