@@ -3,14 +3,13 @@
 import glob
 import json
 import os
+import re
 import shutil
 import socket
 import subprocess
 import tempfile
 import threading
 import time
-
-MARKS = 128 << 20  # address of memory reserved from the kernel, with the marks of what is saved to flash
 
 
 def output(*command, **options):
@@ -67,6 +66,17 @@ def busybox(folder, apt_options=()):
         unpack(folder, "busybox-static", apt_options)
     return {"bin": (0o040755, b""), "bin/busybox": program(f"{folder}/bin/busybox"),
             "bin/sh": (0o120777, b"busybox"), "bin/killall": (0o120777, b"busybox")}
+
+
+def flash_tools(folder):
+    """Returns the files of mtd-utils for flash devices, with the libraries that they load."""
+    if not os.path.exists(f"{folder}/usr/sbin/mtdpart"):
+        unpack(folder, "mtd-utils")
+    tools = [f"{folder}/usr/sbin/{name}" for name in ("mtdpart", "ubiattach", "ubidetach", "ubimkvol")]
+    libraries = re.findall(r"(/\S+) \(", output("ldd", *tools))
+    return {"lib": (0o040755, b""), "lib64": (0o120777, b"lib"),
+            **{f"bin/{os.path.basename(path)}": program(path) for path in tools},
+            **{f"lib/{os.path.basename(path)}": program(path) for path in libraries}}
 
 
 class Kernel:
@@ -161,8 +171,7 @@ class Machine(Emulator):
         self.folder = folder
         arguments = [*arguments, "-machine", "pc", "-m", "192",
                      "-qmp", f"unix:{folder}/qmp,server=on,wait=off",
-                     *kernel.boot(folder, files, "console=ttyS0 no_timer_check mitigations=off norandmaps "
-                                  f"memmap=64K${MARKS}")]
+                     *kernel.boot(folder, files, "console=ttyS0 no_timer_check mitigations=off norandmaps")]
         for number, disk in enumerate(disks):
             node = f"node-name=disk{number},file.driver=file,file.filename={disk},file.cache.no-flush=on,"
             if log:
@@ -197,11 +206,11 @@ class Monitor:
                 return
         raise RuntimeError("the machine has ended")
 
-    def memory(self, command, address, size):
-        """Returns memory of the stopped machine: "memsave" for kernel, "pmemsave" for physical addresses."""
+    def memory(self, address, size):
+        """Returns the kernel's memory in the stopped machine."""
         path = f"{self.folder}/copied"
         signed = address - (1 << 64) if address >> 63 else address
-        self.run(command, val=signed, size=size, filename=path)
+        self.run("memsave", val=signed, size=size, filename=path)
         with open(path, "rb") as file:
             return file.read()
 

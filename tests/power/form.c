@@ -99,9 +99,3 @@ long storedForm(void) {
 const char* formText(void) {
     return text;
 }
-
-void writeText(const char* path, const char* value) {
-    FILE* const file = fopen(path, "w");
-    fputs(value, file);
-    fclose(file);
-}

@@ -17,5 +17,3 @@ long storedForm(void);
 
 // Returns the settings file's text for the last of these forms.
 const char* formText(void);
-
-void writeText(const char* path, const char* text);

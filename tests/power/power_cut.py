@@ -11,16 +11,20 @@ import signal
 import struct
 import sys
 
-from emulator import MARKS, Emulator, Kernel, Machine, Monitor, output, program, scratch_folder
+from emulator import (Emulator, Kernel, Machine, Monitor, busybox, flash_tools, output, program,
+                      scratch_folder)
 
 MEGABYTE = 1 << 20
 BLOCK = 4096
 SECTOR = 512
 DISK_SIZE = 64 * MEGABYTE  # f2fs wants about 40
 FLASH_SIZE = 4 * MEGABYTE
-MODULES = ["virtio_pci", "virtio_blk", "zstd", "crc32_generic", "crc32c_generic", "ext4", "f2fs", "mtdram",
-           "ubifs", "jffs2"]
-MODULE_PARAMETERS = {"mtdram": f"total_size={4 * FLASH_SIZE >> 10} erase_size=64"}
+ERASE_BLOCK = 64 << 10
+MODULES = ["virtio_pci", "virtio_blk", "zstd", "crc32_generic", "crc32c_generic", "loop", "ext4", "f2fs",
+           "mtdram", "ubifs", "jffs2"]
+# One erase block, which holds the marks of what is saved to flash, and four parts; see init.sh.
+MODULE_PARAMETERS = {
+    "mtdram": f"total_size={ERASE_BLOCK + 4 * FLASH_SIZE >> 10} erase_size={ERASE_BLOCK >> 10}"}
 MAKE_DISK = {"ext4": "mke2fs -q -t ext4 -b 4096 -J size=4".split(), "f2fs": ["mkfs.f2fs", "-q"]}
 CONTROL_STATES = 30
 FILE_SYSTEMS = ["ext4", "f2fs", "ubifs", "jffs2"]
@@ -32,8 +36,8 @@ class Subject:
 
     file_system: str
     program: str = "saveSettings"
-    options: str = "-"
-    action: str = "save"
+    options: str = ""
+    prepare: str = "prepare"  # the command that prepares its medium
     fault: str = ""
 
     def __str__(self):
@@ -47,7 +51,7 @@ CONTROLS = [
     Subject("ext4", "noSyncProgram", "noauto_da_alloc,commit=1", fault="torn"),
     Subject("ubifs", "noSyncProgram", fault="torn"),
     # JFFS2 loses nothing without a sync. A symbolic link makes the program write in place.
-    Subject("jffs2", "saveSettings", action="link", fault="not-renamed"),
+    Subject("jffs2", "saveSettings", prepare="prepare_link", fault="not-renamed"),
 ]
 
 
@@ -92,51 +96,39 @@ def read_log(path):
             yield sector * SECTOR, data, flags == 1
 
 
-def apply(blocks, offset, data):
-    """Writes to {number: content of a block}, all of which were zero."""
-    while data:
-        number, start = divmod(offset, BLOCK)
-        part = data[: BLOCK - start]
-        old = blocks.get(number, bytes(BLOCK))
-        blocks[number] = old[:start] + part + old[start + len(part):]
-        offset, data = offset + len(part), data[len(part):]
+def blocks_of(path):
+    """Returns a write of (offset, data) for each block of a file that is not zero."""
+    with open(path, "rb") as file:
+        contents = iter(lambda: file.read(BLOCK), b"")
+        return [(number * BLOCK, content) for number, content in enumerate(contents) if any(content)]
 
 
 def disk_states(subject, image, wanted, chance):
-    """Yields (state, blocks) at random points of the log, and at its end.
+    """Yields (state, writes that make it) at random points of the log, and at its end.
 
     Of the blocks written since the last flush, the state has none, all or some."""
     events = list(read_log(image + ".log"))
     is_mark = [offset == DISK_SIZE for offset, _, _ in events]
     first = is_mark.index(True) + 1  # from here on a save was started
     points = chance.sample(range(first, len(events)), min(wanted, len(events) - first) - 1)
-    durable, pending, marks, done = read_blocks(image + ".base"), [], (0, 0), 0
+    durable, pending, marks, done = blocks_of(image + ".base"), [], (0, 0), 0
     for point in [*sorted(points), len(events)]:
         for (offset, data, flushes), mark in zip(events[done:point], is_mark[done:point]):
             if mark:
                 marks = struct.unpack_from("<QQ", data)
                 continue
-            if data:
-                pending.append((offset, data))
+            pending.append((offset, data))
             if flushes:
-                for write in pending:
-                    apply(durable, *write)
-                pending = []
+                durable, pending = durable + pending, []
         done = point
         kept = chance.choice([0, 1, chance.random()]) if pending else 1
-        blocks = dict(durable)
+        writes = list(durable)
         for offset, data in pending:
             for start in range(0, len(data), BLOCK):
                 if chance.random() < kept:
-                    apply(blocks, offset + start, data[start:start + BLOCK])
+                    writes.append((offset + start, data[start:start + BLOCK]))
         how = f"point {point} of {len(events)}, {kept:.2f} of {len(pending)} writes"
-        yield State(subject, *marks, how), blocks
-
-
-def read_blocks(path):
-    with open(path, "rb") as file:
-        contents = iter(lambda: file.read(BLOCK), b"")
-        return {number: content for number, content in enumerate(contents) if any(content)}
+        yield State(subject, *marks, how), writes
 
 
 # --- One cut ---
@@ -156,10 +148,10 @@ class Cut:
             with open(f"{self.folder}/states", "wb") as self.image:
                 self.save()
                 for number, subject in enumerate(self.disks):
-                    for state, blocks in disk_states(subject, self.disk(number), self.wanted, self.chance):
+                    for state, writes in disk_states(subject, self.disk(number), self.wanted, self.chance):
                         slot = self.add(state)
-                        for block, content in blocks.items():
-                            os.pwrite(self.image.fileno(), content, slot + block * BLOCK)
+                        for offset, data in writes:
+                            os.pwrite(self.image.fileno(), data, slot + offset)
                 self.image.truncate(len(self.states) * DISK_SIZE)
             self.check()
         return self.states
@@ -176,11 +168,12 @@ class Cut:
         return Machine(self.kernel, self.folder, files, disks, log)
 
     def save(self):
-        plan = []
+        prepare, save = [], []
 
-        def add(subject, device, start, size):
-            plan.append(f"{subject.action} {subject.file_system} {device} {start} {size} /{subject.program} "
-                        f"{subject.options}")
+        def add(subject, device, marks, offset):
+            folder = f"/m{len(save)}"
+            prepare.append(f"{subject.prepare} {folder} {subject.file_system} {device} {subject.options}")
+            save.append(f"save {folder} /{subject.program} {marks} {offset} &")
 
         for number, subject in enumerate(self.disks):
             disk = self.disk(number)
@@ -189,16 +182,18 @@ class Cut:
             output(*MAKE_DISK[subject.file_system], disk + ".base")
             shutil.copyfile(disk + ".base", disk)
             os.truncate(disk, DISK_SIZE + BLOCK)
-            add(subject, f"vd{'abcd'[number]}", 0, DISK_SIZE)
+            device = f"vd{'abcd'[number]}"
+            add(subject, device, f"/dev/{device}", DISK_SIZE)
         for number, subject in enumerate(self.flashes):
-            add(subject, "flash", number * FLASH_SIZE, FLASH_SIZE)
-        with self.boot(plan, [self.disk(number) for number in range(len(self.disks))], log=True) as machine:
+            add(subject, number + 1, "/dev/mtd0", number * BLOCK)
+        disks = [self.disk(number) for number in range(len(self.disks))]
+        with self.boot([*prepare, *save, "wait"], disks, log=True) as machine:
             saving = 0
             for words in machine.words():
                 if words[0] == "flash":
                     flash = int(words[1], 16)
                 saving += words[0] == "saving"
-                if saving == len(plan):
+                if saving == len(save):
                     break
             self.interrupt(machine, flash)
 
@@ -211,11 +206,11 @@ class Cut:
                 if not self.flashes:
                     continue
                 monitor.run("stop")
-                marks = monitor.memory("pmemsave", MARKS, len(self.flashes) * BLOCK)
+                marks = monitor.memory(flash, ERASE_BLOCK)
                 for number, subject in enumerate(self.flashes):
                     marked = struct.unpack_from("<QQ", marks, number * BLOCK)
                     state = State(subject, *marked, f"instant {instant}")
-                    content = monitor.memory("memsave", flash + number * FLASH_SIZE, FLASH_SIZE)
+                    content = monitor.memory(flash + ERASE_BLOCK + number * FLASH_SIZE, FLASH_SIZE)
                     os.pwrite(self.image.fileno(), content, self.add(state))
                 if instant < self.wanted - 1:
                     monitor.run("cont")
@@ -225,7 +220,7 @@ class Cut:
         plan = []
         for number, state in enumerate(self.states):
             size = DISK_SIZE if state.subject in self.disks else FLASH_SIZE
-            plan.append(f"check {state.subject.file_system} vda {number * DISK_SIZE} {size} /saveSettings -")
+            plan.append(f"check {number} {state.subject.file_system} {number * DISK_SIZE} {size}")
         with self.boot(plan, [f"{self.folder}/states"], log=False) as machine:
             for words in machine.words():
                 if words[0] == "state":
@@ -238,6 +233,12 @@ class Cut:
 
 
 # --- The campaign ---
+
+
+def guest_files(work, name):
+    """Returns the files of every guest, and its program of this name."""
+    return {**busybox(f"{work}/busybox"), **flash_tools(f"{work}/mtd-utils"), name: program(f"{work}/{name}"),
+            "init": program("tests/power/init.sh")}
 
 
 def report(subjects, states, cuts):
@@ -279,7 +280,7 @@ def main():
     kernel = Kernel(f"{options.work}/kernel", "linux-image-amd64", MODULES, MODULE_PARAMETERS)
     names = {"saveSettings"} | {control.program for control in CONTROLS}
     programs = {name: program(f"{options.build}/app/{name}") for name in sorted(names)}
-    programs["init"] = program(f"{options.work}/guest")
+    programs.update(guest_files(options.work, "forms"))
     subjects = [Subject(name) for name in options.file_systems]
     controls = [control for control in CONTROLS if control.file_system in options.file_systems]
     wanted = -(-options.states // options.cuts)

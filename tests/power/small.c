@@ -1,6 +1,18 @@
+// The program's costs on a small device. In an application's directory "html":
+//
+//     small memory PROGRAM              locks memory until 16 MB are left, and posts forms while an
+//     application takes
+//                                       more and more of it. Prints "memory FREE HELD LENGTH CONFIRMED
+//                                       REFUSED UNANSWERED APPLICATION" for each kind of request, in KB and
+//                                       requests.
+//     small time PROGRAM FILE_SYSTEM    prints "time FILE_SYSTEM WRITE PROCESS UNSIGNALLED SAVE", mean
+//     microseconds: of
+//                                       truncating, writing and syncing a file; of a process that does
+//                                       nothing; of a save of the same text, without and with looking for the
+//                                       application.
+//
+// As "app" it is the application; as "/nothing" it does nothing.
 #define _GNU_SOURCE
-#include "small.h"
-
 #include "form.h"
 
 #include <fcntl.h>
@@ -10,6 +22,7 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/mman.h>
+#include <sys/sysinfo.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
@@ -23,13 +36,15 @@ struct Shared {
 static struct Shared* shared;
 
 static long freeMemory(void) {
-    char line[128];
-    long amount = -1;
-    FILE* const file = fopen("/proc/meminfo", "r");
-    while (fgets(line, sizeof line, file) != NULL && sscanf(line, "MemFree: %ld", &amount) != 1)
-        ;
+    struct sysinfo info;
+    sysinfo(&info);
+    return (long)(info.freeram * info.mem_unit / kilobyte);
+}
+
+static void writeText(const char* path, const char* text) {
+    FILE* const file = fopen(path, "w");
+    fputs(text, file);
     fclose(file);
-    return amount;
 }
 
 static bool takeMemory(void) {
@@ -45,7 +60,7 @@ static struct Shared* share(int descriptor) {
     return mmap(NULL, sizeof(struct Shared), PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
 }
 
-int runApplication(void) {
+static void runApplication(void) {
     shared = share(sharedDescriptor);
     signal(SIGUSR1, SIG_IGN);
     for (;; usleep(1000))
@@ -60,7 +75,7 @@ static pid_t startApplication(void) {
     shared = share(sharedDescriptor);
     const pid_t application = fork();
     if (application == 0)
-        execl("/init", "app", NULL);
+        execl("/proc/self/exe", "app", NULL);
     return application;
 }
 
@@ -82,15 +97,13 @@ static void lockMemoryAway(void) {
     mlockall(MCL_CURRENT | MCL_FUTURE);
     while (freeMemory() > left && takeMemory())
         ;
-    printf("locked\n");
     for (;;)
         pause();
 }
 
-void measureMemory(const char* program) {
+static void measureMemory(const char* program) {
     static const size_t lengths[] = {1024, 64 * 1024, 1024 * 1024};
     const long rounds = 10;
-    signal(SIGPIPE, SIG_IGN); // of requests that are killed
     uint64_t number = 1;
     postForm(program, number, largestForm); // allocates the memory that the posts below use in this process
     const pid_t application = startApplication();
@@ -143,12 +156,23 @@ static double meanTime(const char* program) {
     return (microseconds() - start) / rounds;
 }
 
-void measureTime(const char* fileSystem, const char* program) {
-    signal(SIGPIPE, SIG_IGN); // of the program that reads nothing
+static void measureTime(const char* program, const char* fileSystem) {
     const double write = meanTime(NULL);
     const double process = meanTime("/nothing");
     const double save = meanTime(program);
     unlink("pid.cgi");
     const double unsignalled = meanTime(program);
     printf("time %s %.0f %.0f %.0f %.0f\n", fileSystem, write, process, unsignalled, save);
+}
+
+int main(int argumentCount, char* arguments[]) {
+    if (strcmp(arguments[0], "app") == 0)
+        runApplication();
+    if (strcmp(arguments[0], "/nothing") == 0)
+        return 0;
+    signal(SIGPIPE, SIG_IGN); // of requests that are killed, and of the program that reads nothing
+    if (argumentCount == 4 && strcmp(arguments[1], "memory") == 0)
+        measureMemory(arguments[2]);
+    else
+        measureTime(arguments[2], arguments[3]);
 }

@@ -3,8 +3,8 @@
 import argparse
 import sys
 
-from emulator import Kernel, Machine, busybox, output, program, scratch_folder
-from power_cut import DISK_SIZE, FLASH_SIZE, MAKE_DISK, MODULE_PARAMETERS, MODULES
+from emulator import Kernel, Machine, output, program, scratch_folder
+from power_cut import DISK_SIZE, MAKE_DISK, MODULE_PARAMETERS, MODULES, guest_files
 
 ROOMY = 8192  # KB; while the application holds no more than this, requests must be served
 LARGE = 65536  # bytes of a form; beyond this, the kernel may choose the request as its victim
@@ -25,11 +25,17 @@ def run(kernel, files, plan, disks=(), arguments=()):
             yield from machine.words()
 
 
+def measurement(name, file_system, device):
+    """Returns the guest's commands for a measurement on this medium."""
+    return [f"prepare /{file_system} {file_system} {device}", f"cd /{file_system}/app/html",
+            f"/small {name} /saveSettings {file_system}", "cd /"]
+
+
 def measure_memory(kernel, files):
     """Prints a table; returns true if the application survived and the forms that fit were saved."""
     print("   free  application  request  confirmed  refused  no answer  the application is")
     passed = rows = 0
-    for words in run(kernel, files, [f"memory ext4 vda 0 {DISK_SIZE} /saveSettings -"], ["ext4"]):
+    for words in run(kernel, files, measurement("memory", "ext4", "vda"), ["ext4"]):
         if words[0] != "memory":
             continue
         free, held, length, confirmed, refused, unanswered = map(int, words[1:7])
@@ -43,11 +49,10 @@ def measure_memory(kernel, files):
 
 def measure_time(kernel, files):
     """Prints the mean times, and their ratio to the time of a process that only writes."""
-    media = ("tmpfs - 0 0", f"ext4 vda 0 {DISK_SIZE}", f"f2fs vdb 0 {DISK_SIZE}",
-             f"ubifs flash 0 {FLASH_SIZE}", f"jffs2 flash {FLASH_SIZE} {FLASH_SIZE}")
+    media = (("tmpfs", "none"), ("ext4", "vda"), ("f2fs", "vdb"), ("ubifs", "1"), ("jffs2", "2"))
     print(f"{'microseconds':12} {'write':>8} {'process':>8} {'unsignalled':>12} {'save':>8} "
           f"{'save / write':>13} {'save / (process + write)':>25}")
-    plan = [f"time {medium} /saveSettings -" for medium in media]
+    plan = [line for medium in media for line in measurement("time", *medium)]
     for words in run(kernel, files, plan, ["ext4", "f2fs"], SMALL_PROCESSOR):
         if words[0] == "time":
             write, process, unsignalled, save = map(int, words[2:])
@@ -61,10 +66,10 @@ def main():
     parser.add_argument("--work", required=True, help=argparse.SUPPRESS)
     options = parser.parse_args()
     kernel = Kernel(f"{options.work}/kernel", "linux-image-amd64", MODULES, MODULE_PARAMETERS)
-    guest = program(f"{options.work}/guest")
-    files = {"init": guest, "nothing": guest, "saveSettings": program(f"{options.build}/app/saveSettings")}
+    files = guest_files(options.work, "small")
+    files.update({"nothing": files["small"], "saveSettings": program(f"{options.build}/app/saveSettings")})
     measure_time(kernel, files)
-    if not measure_memory(kernel, {**files, **busybox(f"{options.work}/busybox")}):
+    if not measure_memory(kernel, files):
         sys.exit("The application was the victim, or a request was not served beside it.")
 
 
