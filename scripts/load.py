@@ -98,63 +98,55 @@ def at_the_same_time(cleanups):
     return AT_ONCE, reader.reads, broken
 
 
-class Client:
-    """The requests of one connection."""
+def state(demo):
+    with open(os.path.join(demo.directory, "html", "state.json"), encoding="utf-8") as file:
+        return json.load(file)
 
-    def __init__(self, demo, word, numbers):
-        self.demo, self.word, self.numbers, self.broken, self.answered = demo, word, numbers, [], 0
 
-    def revision(self):
-        with open(os.path.join(self.demo.directory, "html", "state.json"), encoding="utf-8") as file:
-            return json.load(file)["revision"]
+def took_over(demo, before):
+    deadline = time.monotonic() + 60
+    while state(demo)["revision"] <= before:
+        if time.monotonic() > deadline:
+            return False
+        time.sleep(0.002)
+    return True
 
-    def took_over(self, before):
-        deadline = time.monotonic() + 60
-        while self.revision() <= before:
-            if time.monotonic() > deadline:
-                return False
-            time.sleep(0.002)
-        return True
 
-    def send(self, number, connection):
-        before = self.revision() if self.word == "restarted" else None
-        page = f"{self.demo.url}p?n={number}"
-        headers = {"Content-Type": FORM_TYPE, "Referer": page}
-        connection.request("POST", "/saveSettings", form(number), headers)
-        answer = connection.getresponse()
-        answer.read()
-        location = answer.getheader("Location")
-        if (answer.status, location) != (302, f"{page}&success={self.word}"):
-            self.broken.append(f"request {number}: {answer.status} {location}")
-        elif before is not None and not self.took_over(before):
-            self.broken.append(f"request {number}: the application was not signalled")
-        self.answered += 1
-
-    def run(self):
-        connection = http.client.HTTPConnection("127.0.0.1", self.demo.port, timeout=60)
-        for number in self.numbers:
-            self.send(number, connection)
-        connection.close()
+def send(demo, word, number, connection):
+    """Posts form `number`; returns what is wrong, if anything."""
+    before = state(demo)["revision"]
+    page = f"{demo.url}p?n={number}"
+    headers = {"Content-Type": FORM_TYPE, "Referer": page}
+    connection.request("POST", "/saveSettings", form(number), headers)
+    answer = connection.getresponse()
+    answer.read()
+    location = answer.getheader("Location")
+    if (answer.status, location) != (302, f"{page}&success={word}"):
+        return [f"request {number}: {answer.status} {location}"]
+    if word == "restarted" and not took_over(demo, before):
+        return [f"request {number}: the application was not signalled"]
+    return []
 
 
 def through_server(demo, word, count):
     path = os.path.join(demo.directory, "html", "settings_xml.txt")
-    first = Client(demo, word, [0])
-    first.run()  # there is a settings file before the reader begins
-    reader = Reader(path)
+    reader, broken = Reader(path), []
+
+    def serve(numbers):
+        connection = http.client.HTTPConnection("127.0.0.1", demo.port, timeout=60)
+        for number in numbers:
+            broken.extend(send(demo, word, number, connection))
+        connection.close()
+
+    serve([0])  # there is a settings file before the reader begins
     reader.start()
-    clients = [Client(demo, word, range(1 + start, count, CONNECTIONS)) for start in range(CONNECTIONS)]
-    broken = in_threads(CONNECTIONS, lambda number: clients[number].run()) + reader.finish()
-    clients.append(first)
-    broken += [line for client in clients for line in client.broken]
-    if sum(client.answered for client in clients) != count:
-        broken.append(f"of {count} requests {sum(client.answered for client in clients)} were answered")
+    broken += in_threads(CONNECTIONS, lambda start: serve(range(1 + start, count, CONNECTIONS)))
+    broken += reader.finish()
     last = reader.look()
     if last is None:
         broken.append("a torn settings file at the end")
     elif word == "restarted":
-        with open(os.path.join(demo.directory, "html", "state.json"), encoding="utf-8") as file:
-            values = {setting["name"]: setting["value"] for setting in json.load(file)["settings"]}
+        values = {setting["name"]: setting["value"] for setting in state(demo)["settings"]}
         if float(values["target"]) != 10.5 + last % 15:
             broken.append(f"the application runs with {values['target']}, not with what was saved last")
     left = [name for name in os.listdir(os.path.dirname(path)) if name.startswith(".settings_xml.txt.")]
