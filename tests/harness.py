@@ -14,7 +14,8 @@ import time
 import unittest
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-PROGRAM = os.path.abspath(os.environ.get("SAVESETTINGS", "build/app/saveSettings"))
+BUILD = os.path.abspath(os.environ.get("BUILD_DIR", os.path.join(ROOT, "build/release")))
+PROGRAM = os.path.abspath(os.environ.get("SAVESETTINGS", f"{BUILD}/app/saveSettings"))
 GUARD = 500  # seconds that no test needs, even on a busy machine
 IS_ROOT = os.geteuid() == 0
 FORM_TYPE = "application/x-www-form-urlencoded"
@@ -22,6 +23,12 @@ IS_EMULATED = bool(os.environ.get("PROGRAM_RUNNER"))  # its calls and its memory
 CAN_TRACE = bool(shutil.which("strace")) and subprocess.run(
     ["strace", "-qqo", os.devnull, "true"], check=False).returncode == 0
 needs_strace = unittest.skipUnless(CAN_TRACE and not IS_EMULATED, "strace is missing or may not trace here")
+USER = {"user": 65534, "group": 65534, "extra_groups": []} if IS_ROOT else {}
+POST_ONLY = re.compile(r" *# POST only.*\n(?: *<If .*\n.*\n)?.*\n")  # what the guide says to delete
+HOST_NAMES = re.compile(r"(# Host names.*\n(?:.*\n){0,2}?[^#\n]*?['\"(])(\.?\*)")  # what it says to replace
+ON_A_DEVICE = {"ROOT": "/opt/thermostat", "RUN": "/run/thermostat", "ADDRESS": "0.0.0.0", "PORT": "80",
+               "NAME": "thermostat", "USER": "thermostat"}
+UNITS = os.path.join(ROOT, "packaging", "systemd")
 
 Answer = collections.namedtuple("Answer", "status output settings")
 
@@ -177,6 +184,79 @@ class Device:
         return self.run(post(len(form)), form, **options)
 
 
+def fill(text, values):
+    return re.sub("@([A-Z]+)@", lambda word: values[word[1]], text)
+
+
+def unit_values(unit, key):
+    return re.findall(f"^{key}=(.*)$", read(UNITS, unit), re.M)
+
+
+class ServedTest(GuardedTest):
+    """A device with a server of docs/deploy.md, started from its files as its systemd units start it."""
+
+    configuration = "lighttpd.conf"  # the server's file in demo/servers
+    scripts = ()  # the scripts there that it runs
+    units = ["lighttpd"]  # the names of the systemd units that start it
+    program = "saveSettings"  # the path to post to
+    gateway_is_public = True  # gateway.sh is below the public folder
+    user = USER
+
+    def setUp(self):
+        super().setUp()
+        self.device = Device(self)
+        self.public_folder = os.path.join(self.device.home, "www")
+        self.run_folder = os.path.join(self.device.scratch, "run")
+        for folder in (os.path.dirname(os.path.join(self.public_folder, self.program)), self.run_folder):
+            os.makedirs(folder, exist_ok=True)
+        shutil.copy(PROGRAM, self.device.path("saveSettings"))
+        # Files belong to another user than the server's, except the settings and the folders for new files.
+        os.chmod(self.device.html, 0o1775)
+        if self.user:
+            os.chown(self.device.html, 0, self.user["group"])
+            os.chown(self.run_folder, self.user["user"], self.user["group"])
+
+    def serve(self, opened=False, hosts=None):
+        self.port = free_port()
+        self.url = f"http://127.0.0.1:{self.port}/"
+        self.page = self.url + "index.html"
+        values = {"ROOT": self.device.home, "RUN": self.run_folder,
+                  "ADDRESS": "127.0.0.1", "PORT": str(self.port)}
+        guide, cuts, named = read(ROOT, "docs/deploy.md"), 0, 0
+        for name in (self.configuration, *self.scripts):
+            self.assertIn(f"(../demo/servers/{name})", guide)
+            text = fill(read(ROOT, "demo/servers", name), values)
+            opened_text, count = POST_ONLY.subn("", text)
+            cuts += count
+            text = opened_text if opened else text
+            if hosts:
+                wanted = " ".join(hosts) if name == "gateway.sh" else "|".join(map(re.escape, hosts))
+                text, count = HOST_NAMES.subn(lambda found: found[1] + wanted, text)
+                named += count
+            is_program = name == "gateway.sh" and self.gateway_is_public
+            place = os.path.join(self.public_folder, self.program) if is_program else f"../{name}"
+            self.device.write(place, text.encode(), 0o755)
+        self.assertEqual((cuts, named > 0), (1, bool(hosts)))
+        for unit in self.units:
+            self.start(f"settings-{unit}.service", values, guide)
+
+    def start(self, unit, values, guide):
+        command, = unit_values(unit, "ExecStart")
+        shown = re.sub("^/usr/s?bin/", "", fill(command, ON_A_DEVICE))
+        self.assertIn(f"\n    {shown}\n", guide)
+        umask, = unit_values(unit, "UMask")
+        with open(os.path.join(self.run_folder, "output"), "ab") as log:
+            self.server = subprocess.Popen(fill(command, values).split(), stdout=log, stderr=log, **self.user,
+                                           cwd=self.run_folder, umask=int(umask, 8), start_new_session=True)
+        self.addCleanup(self.server.wait)
+        self.addCleanup(os.killpg, self.server.pid, signal.SIGTERM)
+        address = f":{self.port:04X} 00000000:0000 0A "
+        listens = f"{self.run_folder}/fcgi.sock" if "unix:" in command else address
+        wait_until(lambda: self.server.poll() is not None or
+                   listens in read("/proc/net/unix") + read("/proc/net/tcp"))
+        self.assertIsNone(self.server.poll(), read(self.run_folder, "output"))
+
+
 class Demo:
     """A running scripts/demo. It leads a session, which identifies its processes.
 
@@ -192,7 +272,7 @@ class Demo:
         self.url = f"http://127.0.0.1:{self.port}/"
         self.process = subprocess.Popen(
             [os.path.join(ROOT, "scripts", "demo"), "--server", server, "--port", str(self.port),
-             "--build", os.environ.get("BUILD_DIR", "build")],
+             "--build", BUILD],
             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True, start_new_session=True,
             preexec_fn=lambda: signal.signal(signal.SIGINT, signal.SIG_DFL))  # ignored in background jobs
         said = ""

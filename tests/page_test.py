@@ -5,7 +5,6 @@ import os
 import re
 import shutil
 import signal
-import socket
 import subprocess
 import sys
 import tempfile
@@ -18,7 +17,7 @@ from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
 from selenium.webdriver.support.ui import Select
 
-from harness import GUARD, PROGRAM, ROOT, Device, GuardedTest, end, free_port, read, settings_text, wait_until
+from harness import GUARD, ROOT, ServedTest, end, read, settings_text, wait_until
 
 PAGE = os.environ.get("PAGE", os.path.join(ROOT, "page"))
 AXE = os.path.join(ROOT, "build/axe/node_modules/axe-core/axe.min.js")
@@ -42,7 +41,9 @@ IN_USE = {setting["name"]: setting["value"] for setting in SETTINGS}
 OTHER = {"target": "20.3", "action": "1 + 1 = 100%41 & ü€", "mode": "eco", "away": "on", "offset": "-.25"}
 
 
-class PageTest(GuardedTest):
+class PageTest(ServedTest):
+    user = {}  # the server may signal the application, which is not started as another user
+
     @classmethod
     def setUpClass(cls):
         # Chromium may still be writing to its folder when it is asked to end.
@@ -64,33 +65,12 @@ class PageTest(GuardedTest):
 
     def setUp(self):
         super().setUp()
-        self.device = Device(self)
-        shutil.copytree(PAGE, os.path.join(self.device.home, "www"))
-        shutil.copy(PROGRAM, self.device.path("saveSettings"))
+        shutil.copytree(PAGE, self.public_folder, dirs_exist_ok=True)
         self.publish(SETTINGS)
+        self.assertIn(POLICY, read(ROOT, "demo/servers", self.configuration))
         self.serve()
         self.browser.get("about:blank")
         self.browser.get_log("browser")  # what the last test left
-
-    def serve(self):
-        port = free_port()
-        self.url = f"http://127.0.0.1:{port}/"
-        text = read(ROOT, "demo/servers/lighttpd.conf")
-        for word, value in (("ROOT", self.device.home), ("RUN", self.device.scratch),
-                            ("ADDRESS", "127.0.0.1"), ("PORT", str(port))):
-            text = text.replace(f"@{word}@", value)
-        self.assertIn(POLICY, text)
-        self.device.write("../server.conf", text.encode())
-        env = {**os.environ, "PATH": os.environ["PATH"] + ":/usr/sbin"}
-        server = subprocess.Popen(["lighttpd", "-D", "-f", self.device.path("../server.conf")], env=env,
-                                  stderr=subprocess.DEVNULL)
-        self.addCleanup(end, server)
-
-        def listens():
-            self.assertIsNone(server.poll())
-            with socket.socket() as connection:
-                return connection.connect_ex(("127.0.0.1", port)) == 0
-        wait_until(listens)
 
     def publish(self, settings, **members):
         state = {"revision": 1, "settings": settings, "refusals": [], **members}

@@ -2,7 +2,6 @@
 
 The servers are those of docs/deploy.md, started from its files as its systemd units start them."""
 import contextlib
-import glob
 import http.client
 import json
 import os
@@ -15,37 +14,14 @@ import stat
 import subprocess
 import unittest
 
-from harness import (FORM_TYPE, IS_ROOT, PROGRAM, ROOT, Demo, Device, GuardedTest, free_port, read,
-                     settings_text, wait_until)
+from harness import (FORM_TYPE, IS_ROOT, ON_A_DEVICE, ROOT, UNITS, USER, Demo, Device, GuardedTest,
+                     ServedTest, fill, read, settings_text, unit_values, wait_until)
 
-USER = {"user": 65534, "group": 65534, "extra_groups": []} if IS_ROOT else {}
-POST_ONLY = re.compile(r" *# POST only.*\n(?: *<If .*\n.*\n)?.*\n")  # what the guide says to delete
-HOST_NAMES = re.compile(r"(# Host names.*\n(?:.*\n){0,2}?[^#\n]*?['\"(])(\.?\*)")  # what it says to replace
-ON_A_DEVICE = {"ROOT": "/opt/thermostat", "RUN": "/run/thermostat", "ADDRESS": "0.0.0.0", "PORT": "80",
-               "NAME": "thermostat", "USER": "thermostat"}
-UNITS = os.path.join(ROOT, "packaging", "systemd")
 SLOW_CLIENTS = 100
 
 
-def fill(text, values):
-    return re.sub("@([A-Z]+)@", lambda word: values[word[1]], text)
-
-
-def unit_values(unit, key):
-    return re.findall(f"^{key}=(.*)$", read(UNITS, unit), re.M)
-
-
-def is_open(connection):
-    try:
-        return connection.recv(1, socket.MSG_DONTWAIT | socket.MSG_PEEK) != b""
-    except BlockingIOError:
-        return True
-    except ConnectionError:
-        return False
-
-
 class HttpTest(GuardedTest):
-    program, sends_body_apart = "saveSettings", False
+    sends_body_apart = False  # the server takes a body only after it has read the header
 
     @property
     def host(self):
@@ -90,62 +66,13 @@ class HttpTest(GuardedTest):
 class ServerTests:
     """The tests of every server; its class defines the differences."""
 
-    passes_origin, sends_headers, gateway_is_public, scripts = True, True, True, ()
+    passes_origin = True  # the program is given the header Origin
+    sends_headers = True  # the server can add headers to what it serves
 
     def setUp(self):
         super().setUp()
-        self.device = Device(self)
-        self.public_folder = os.path.join(self.device.home, "www")
-        self.run_folder = os.path.join(self.device.scratch, "run")
-        for folder in (os.path.dirname(os.path.join(self.public_folder, self.program)), self.run_folder):
-            os.makedirs(folder, exist_ok=True)
         for name in ("index.html", "page.js"):
             self.device.write(os.path.join(self.public_folder, name), b"<form> of " + name.encode())
-        shutil.copy(PROGRAM, self.device.path("saveSettings"))
-        # Files belong to another user than the server's, except the settings and the folders for new files.
-        os.chmod(self.device.html, 0o1775)
-        if IS_ROOT:
-            os.chown(self.device.html, 0, USER["group"])
-            os.chown(self.run_folder, USER["user"], USER["group"])
-
-    def serve(self, opened=False, hosts=None):
-        self.port = free_port()
-        self.page = f"http://{self.host}/index.html"
-        values = {"ROOT": self.device.home, "RUN": self.run_folder,
-                  "ADDRESS": "127.0.0.1", "PORT": str(self.port)}
-        guide, cuts, named = read(ROOT, "docs/deploy.md"), 0, 0
-        for name in (self.configuration, *self.scripts):
-            self.assertIn(f"(../demo/servers/{name})", guide)
-            text = fill(read(ROOT, "demo/servers", name), values)
-            opened_text, count = POST_ONLY.subn("", text)
-            cuts += count
-            text = opened_text if opened else text
-            if hosts:
-                wanted = " ".join(hosts) if name == "gateway.sh" else "|".join(map(re.escape, hosts))
-                text, count = HOST_NAMES.subn(lambda found: found[1] + wanted, text)
-                named += count
-            is_program = name == "gateway.sh" and self.gateway_is_public
-            place = os.path.join(self.public_folder, self.program) if is_program else f"../{name}"
-            self.device.write(place, text.encode(), 0o755)
-        self.assertEqual((cuts, named > 0), (1, bool(hosts)))
-        for unit in self.units:
-            self.start(f"settings-{unit}.service", values, guide)
-
-    def start(self, unit, values, guide):
-        command, = unit_values(unit, "ExecStart")
-        shown = re.sub("^/usr/s?bin/", "", fill(command, ON_A_DEVICE))
-        self.assertIn(f"\n    {shown}\n", guide)
-        umask, = unit_values(unit, "UMask")
-        with open(os.path.join(self.run_folder, "output"), "ab") as log:
-            self.server = subprocess.Popen(fill(command, values).split(), stdout=log, stderr=log, **USER,
-                                           cwd=self.run_folder, umask=int(umask, 8), start_new_session=True)
-        self.addCleanup(self.server.wait)
-        self.addCleanup(os.killpg, self.server.pid, signal.SIGTERM)
-        address = f":{self.port:04X} 00000000:0000 0A "
-        listens = f"{self.run_folder}/fcgi.sock" if "unix:" in command else address
-        wait_until(lambda: self.server.poll() is not None or
-                   listens in read("/proc/net/unix") + read("/proc/net/tcp"))
-        self.assertIsNone(self.server.poll(), read(self.run_folder, "output"))
 
     def check_saved(self, form, *fields, word="stopped", referer=None, **headers):
         """One form: the redirect and the settings file."""
@@ -256,20 +183,15 @@ class ServerTests:
             self.addCleanup(slow[-1].close)
             slow[-1].sendall(starts[number % len(starts)])
         self.check_saved(b"a=1", (b"a", b"1"))
-        self.assertIn(True, map(is_open, slow))
+        established = rf" \w+:{self.port:04X} \w+:\w+ 01 "
+        self.assertRegex(read("/proc/net/tcp"), established)
         wait_until(lambda: self.processes() < SLOW_CLIENTS / 2)
         self.check_saved(b"a=2", (b"a", b"2"))
 
     def processes(self):
-        """Counts the server's first process and its descendants; mini_httpd starts a new session."""
-        parents = {}
-        for path in glob.glob("/proc/[1-9]*/stat"):
-            with contextlib.suppress(FileNotFoundError, ProcessLookupError):
-                parents[int(path.split("/")[2])] = int(read(path).rpartition(")")[2].split()[1])
-        family = {self.server.pid}
-        while grown := {pid for pid, parent in parents.items() if parent in family} - family:
-            family |= grown
-        return len(family)
+        """Counts the server's first process and its descendants."""
+        tree = subprocess.check_output(["pstree", "-pT", str(self.server.pid)], text=True)
+        return len(re.findall(r"\(\d+\)", tree))
 
     def test_only_post_reaches_the_program_and_only_the_page_is_served(self):
         self.serve()
@@ -298,24 +220,24 @@ class ServerTests:
         self.assertEqual(self.device.settings, settings_text((b"target", b"20")))
 
 
-class Lighttpd(ServerTests, HttpTest):
-    configuration, units = "lighttpd.conf", ["lighttpd"]
+class Lighttpd(ServerTests, HttpTest, ServedTest):
+    pass
 
 
-class Nginx(ServerTests, HttpTest):
+class Nginx(ServerTests, HttpTest, ServedTest):
     configuration, units = "nginx.conf", ["fcgiwrap", "nginx"]
 
 
-class Apache(ServerTests, HttpTest):
+class Apache(ServerTests, HttpTest, ServedTest):
     configuration, units, scripts, gateway_is_public = "apache.conf", ["apache"], ["gateway.sh"], False
 
 
-class Busybox(ServerTests, HttpTest):
+class Busybox(ServerTests, HttpTest, ServedTest):
     configuration, units, scripts = "busybox.conf", ["busybox"], ["gateway.sh", "guard.sh"]
     program, sends_headers = "cgi-bin/saveSettings", False
 
 
-class MiniHttpd(ServerTests, HttpTest):
+class MiniHttpd(ServerTests, HttpTest, ServedTest):
     configuration, units, scripts = "mini-httpd.conf", ["mini-httpd"], ["gateway.sh", "guard.sh"]
     sends_headers, passes_origin, sends_body_apart = False, False, True
 
@@ -356,6 +278,8 @@ class LauncherTest(GuardedTest):
 
 
 class DemoTest(HttpTest):
+    program = "saveSettings"
+
     def test_it_saves_and_leaves_nothing(self):
         for server, number, group in (("lighttpd", signal.SIGINT, True), ("nginx", signal.SIGTERM, False)):
             with self.subTest(server=server):
