@@ -9,9 +9,7 @@ import tempfile
 import time
 import unittest
 
-from harness import ROOT, GuardedTest, free_port, read
-
-BUILD = os.environ.get("BUILD_DIR", "build")
+from harness import BUILD, ROOT, GuardedTest, free_port, read
 
 
 class GuideTest(GuardedTest):

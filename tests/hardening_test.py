@@ -3,12 +3,12 @@ import os
 import re
 import unittest
 
-from harness import (IS_EMULATED, PROGRAM, Device, GuardedTest, is_sanitized, is_sleeping, post, read,
+from harness import (BUILD, IS_EMULATED, PROGRAM, Device, GuardedTest, is_sanitized, is_sleeping, post, read,
                      wait_until)
 from install_test import output_of
 
 # Some checks are on the library, because the program may contain none of the relevant calls.
-LIBRARY = os.path.join(os.environ.get("BUILD_DIR", "build"), "libraries", "libzu.a")
+LIBRARY = f"{BUILD}/libraries/libzu.a"
 
 
 def readelf(option, file=PROGRAM):

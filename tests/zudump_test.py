@@ -8,9 +8,9 @@ import subprocess
 import tempfile
 import unittest
 
-from harness import ROOT, is_sanitized, read
+from harness import BUILD, ROOT, is_sanitized, read
 
-ZUDUMP = os.path.abspath(os.environ.get("ZUDUMP", "build/tools/zudump"))
+ZUDUMP = os.path.abspath(os.environ.get("ZUDUMP", f"{BUILD}/tools/zudump"))
 MAP, LIST = "zutl_StringStringMap (15501)", "zutl_StringList (5501)"
 TEXT, NUMBER = "zutl_String (501)", "Integer (504)"
 IS_SANITIZED = is_sanitized(ZUDUMP)

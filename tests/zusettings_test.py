@@ -5,9 +5,9 @@ import subprocess
 import threading
 import unittest
 
-from harness import IS_ROOT, Device, GuardedTest, needs_strace, settings_text
+from harness import BUILD, IS_ROOT, Device, GuardedTest, needs_strace, settings_text
 
-ZUSETTINGS = os.path.abspath(os.environ.get("ZUSETTINGS", "build/tools/zusettings"))
+ZUSETTINGS = os.path.abspath(os.environ.get("ZUSETTINGS", f"{BUILD}/tools/zusettings"))
 DESCRIPTION = {"revision": 1, "refusals": [], "settings": [
     {"name": "mode", "label": "Mode", "help": "", "type": "choice", "default": "auto", "value": "auto",
      "choices": [{"value": "auto", "label": "Automatic"}, {"value": "heat", "label": "Heat"}]},
