@@ -2,7 +2,6 @@
 import fcntl
 import os
 import re
-import resource
 import shutil
 import signal
 import stat
@@ -18,10 +17,6 @@ NEW = settings_text((b"new", b"1"))
 MEBIBYTE = 1 << 20
 NOBODY = 65534
 ACCESS_LIST = "system.posix_acl_access"
-
-
-def limited(kind, value):
-    return {"preexec_fn": lambda: resource.setrlimit(kind, (value, value))}
 
 
 def inject(fault):
@@ -139,8 +134,8 @@ class FormTest(ProgramTest):
     @unittest.skipIf(is_sanitized() or IS_EMULATED, "its memory is then not its own")
     def test_memory_grows_with_the_bytes_received(self):
         for announced in (MEBIBYTE << 9, 2**63 - 2, 2**63 - 1):
-            limit = limited(resource.RLIMIT_AS, 64 * MEBIBYTE)
-            self.check(Device(self), "stopped", env=post(announced), **limit)
+            limit = ["prlimit", f"--as={64 * MEBIBYTE}"]
+            self.check(Device(self), "stopped", env=post(announced), wrap=limit)
 
 
 class StatusTest(ProgramTest):
@@ -244,10 +239,12 @@ class SettingsFileTest(PlaceTest):
         for mode, owner, group in [(0o640, 0, 0), (0o640, 0, 1234), (0o666, 0, 0), (0o646, 1234, 1234)]:
             with self.subTest(mode=oct(mode), owner=owner, group=group):
                 self.check_place(self.device_with(mode, owner, group), "stopped", True, umask=0o077)
-        for umask, mode in ((0o002, 0o664), (0o027, 0o640)):
-            device = Device(self)
-            self.check(device, "stopped", umask=umask)
-            self.assertEqual(stat.S_IMODE(os.stat(device.path()).st_mode), mode)
+        new = [(Device(self), umask, mode) for umask, mode in ((0o002, 0o664), (0o027, 0o640))]
+        special = [(self.device_with(mode), 0o077, mode & 0o777) for mode in (0o4755, 0o2755, 0o1644, 0o7777)]
+        for device, umask, mode in new + special:
+            with self.subTest(mode=oct(mode)):
+                self.check(device, "stopped", umask=umask)
+                self.assertEqual(oct(stat.S_IMODE(os.stat(device.path()).st_mode)), oct(mode))
 
     def test_links_folders_and_pipes_stay_what_they_are(self):
         for old in (OLD, None):
@@ -428,12 +425,6 @@ class AttackTest(PlaceTest):
         os.kill(request, signal.SIGCONT)
         self.assertEqual((tracer.stdout.read(), device.settings), (redirect("stopped"), OLD))
 
-    def test_special_bits_are_not_carried_over(self):
-        for mode in (0o4755, 0o2755, 0o1644, 0o7777):
-            device = self.device_with(mode)
-            self.check(device, "stopped")
-            self.assertEqual(oct(stat.S_IMODE(os.stat(device.path()).st_mode)), oct(mode & 0o777))
-
     @staticmethod
     def attributes(device):
         return {name: os.getxattr(device.path(), name) for name in os.listxattr(device.path())}
@@ -479,16 +470,11 @@ class AttackTest(PlaceTest):
 
     def test_large_form_makes_the_program_the_first_to_be_killed(self):
         for length, score in ((65536, 0), (65537, 1000)):
-            request = Device(self).start(post(length), preexec_fn=lambda: self.set_score(0))
+            request = Device(self).start(post(length), wrap=["choom", "-n", "0", "--"])
             request.stdin.write(bytes(10))
             request.stdin.flush()
             wait_until(lambda: is_sleeping(request.pid))
             self.assertEqual(int(read(f"/proc/{request.pid}/oom_score_adj")), score)
-
-    @staticmethod
-    def set_score(score):
-        with open("/proc/self/oom_score_adj", "w", encoding="ascii") as file:
-            file.write(str(score))
 
 
 class DiagnosticsTest(ProgramTest):
