@@ -68,10 +68,8 @@ def link_elsewhere(device):
 
 
 def link_to_nothing(device):
-    if os.path.exists(device.path("../real.txt")):
-        os.unlink(device.path("../real.txt"))
-    os.unlink(device.path())
-    os.symlink("../real.txt", device.path())
+    link_elsewhere(device)
+    os.unlink(device.path("../real.txt"))
 
 
 def leave_temporary_files(device):
@@ -159,11 +157,9 @@ class Bench:
 
     @staticmethod
     def was_signalled(application):
-        application.terminate()  # of two pending signals, SIGUSR1 is delivered first
-        try:
+        with application:
+            application.terminate()  # of two pending signals, SIGUSR1 is delivered first
             return application.wait() == -signal.SIGUSR1
-        finally:
-            end(application)
 
     def tracer(self, *faults):
         """Returns the command that runs a program, injects these faults and records its system calls."""
@@ -344,7 +340,6 @@ def allocations_fail(bench, request):
 def give_body(process, body):
     process.stdin.write(body)
     process.stdin.close()
-    process.stdin = None
 
 
 def waiting(pipe):

@@ -15,9 +15,8 @@ from harness import BUILD, ROOT, GuardedTest, free_port, read
 class GuideTest(GuardedTest):
     def setUp(self):
         super().setUp()
-        scratch = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
-        self.addCleanup(scratch.cleanup)
-        self.folder, self.prefix = os.path.join(scratch.name, "new"), os.path.join(scratch.name, "installed")
+        scratch = self.enterContext(tempfile.TemporaryDirectory(ignore_cleanup_errors=True))
+        self.folder, self.prefix = os.path.join(scratch, "new"), os.path.join(scratch, "installed")
         os.mkdir(self.folder)
         text = read(ROOT, "docs/application.md")
         # The machine may already use these: the name, by which killall finds processes, the port, the prefix.

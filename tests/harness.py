@@ -87,8 +87,7 @@ def wait_until(condition):
 
 
 def free_port():
-    with socket.socket() as listener:
-        listener.bind(("127.0.0.1", 0))
+    with socket.create_server(("127.0.0.1", 0)) as listener:
         return listener.getsockname()[1]
 
 
@@ -103,10 +102,8 @@ def is_sleeping(pid):
 
 
 def end(process):
-    process.kill()
-    process.wait()
-    for pipe in filter(None, (process.stdin, process.stdout)):
-        pipe.close()
+    with process:  # closes its pipes, and waits
+        process.kill()
 
 
 class Device:
@@ -117,13 +114,12 @@ class Device:
 
     def __init__(self, test, suffix="", web="html", marker=b"%s", base=None, settings=None):
         self.test, self.name = test, f"zd{secrets.token_hex(5)}{suffix}"
-        self.scratch = tempfile.mkdtemp()
+        self.scratch = test.enterContext(tempfile.TemporaryDirectory(ignore_cleanup_errors=True))
         os.chmod(self.scratch, 0o755)
         self.home = os.path.join(base or self.scratch, self.name)
         self.html = os.path.join(self.home, web)
-        for folder in (self.scratch, self.home):
-            test.addCleanup(shutil.rmtree, folder, ignore_errors=True)
         os.makedirs(self.html)
+        test.addCleanup(shutil.rmtree, self.home)
         for name, content in (("pid.cgi", marker), ("settings_xml.txt", settings)):
             if content is not None:
                 self.write(name, content.replace(b"%s", self.name.encode()))

@@ -32,8 +32,7 @@ class PackageTest(GuardedTest):
                          env={**os.environ, "PATH": "/usr/sbin:/usr/bin:/sbin:/bin"})
 
     def test_packages(self):
-        scratch = tempfile.mkdtemp()
-        self.addCleanup(shutil.rmtree, scratch)
+        scratch = self.enterContext(tempfile.TemporaryDirectory())
         build, self.system = os.path.join(scratch, "build"), os.path.join(scratch, "system")
         output_of("cmake", "-S", ROOT, "-B", build, "-DCMAKE_INSTALL_PREFIX=/usr", "-DZU_BUILD_TESTS=OFF",
                   "-DZU_BUILD_DEMO=OFF")

@@ -47,19 +47,17 @@ class PageTest(ServedTest):
     @classmethod
     def setUpClass(cls):
         # Chromium may still be writing to its folder when it is asked to end.
-        home = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
-        cls.addClassCleanup(home.cleanup)
+        home = cls.enterClassContext(tempfile.TemporaryDirectory(ignore_cleanup_errors=True))
         options = webdriver.ChromeOptions()
         options.binary_location = "/usr/bin/chromium"
         options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
         for option in ("headless", "no-sandbox", "disable-gpu", "disable-quic", "no-first-run",
                        "disable-sync", "disable-background-networking", "disable-component-update",
-                       "disable-dev-shm-usage", "no-proxy-server", f"user-data-dir={home.name}/profile"):
+                       "disable-dev-shm-usage", "no-proxy-server", f"user-data-dir={home}/profile"):
             options.add_argument(f"--{option}")
-        env = {**os.environ, "HOME": home.name, "TMPDIR": home.name}
+        env = {**os.environ, "HOME": home, "TMPDIR": home}
         service = Service("/usr/bin/chromedriver", env=env)
-        cls.browser = webdriver.Chrome(service=service, options=options)
-        cls.addClassCleanup(cls.browser.quit)
+        cls.browser = cls.enterClassContext(webdriver.Chrome(service=service, options=options))
         cls.browser.implicitly_wait(GUARD)
         cls.browser.set_script_timeout(GUARD)
 

@@ -101,10 +101,8 @@ class ServerTests:
 
     def test_get_where_it_is_opened(self):
         self.serve(opened=True)
-        application = self.device.application(**USER)
         answer = self.request("GET", self.program + "?Target=21&flag", Referer=self.page)
-        self.assertEqual(answer[:2], (302, self.page + "?success=restarted"))
-        self.assertEqual(application.wait(), -signal.SIGUSR1)
+        self.assertEqual(answer[:2], (302, self.page + "?success=stopped"))
         self.assertEqual(self.device.settings, settings_text((b"flag", b"flag"), (b"target", b"21")))
         self.check_saved(b"a=1", (b"a", b"1"))
 
@@ -221,7 +219,7 @@ class ServerTests:
 
 
 class Lighttpd(ServerTests, HttpTest, ServedTest):
-    pass
+    configuration, units = "lighttpd.conf", ["lighttpd"]
 
 
 class Nginx(ServerTests, HttpTest, ServedTest):
@@ -299,9 +297,7 @@ class DemoTest(HttpTest):
                 self.assertIn(demo.application, demo.session())
                 self.assertEqual(demo.stop(number, group), (0, set()))
                 self.assertFalse(os.path.exists(os.path.dirname(demo.directory)))
-                with socket.socket() as listener:
-                    listener.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
-                    listener.bind(("127.0.0.1", demo.port))
+                socket.create_server(("127.0.0.1", demo.port)).close()  # the port is free
 
 
 if __name__ == "__main__":
