@@ -1,11 +1,12 @@
 // Numbered forms in the virtual machine of scripts/power-cut. In an application's directory "html":
 //
-//     forms save PROGRAM MARKS OFFSET    saves forms as fast as it can. The block device MARKS holds, at
-//     OFFSET,
-//                                        the last form whose save was started, and the last confirmed one.
-//     forms post PROGRAM FORM            saves this form; fails if the answer does not confirm it
-//     forms stored                       prints the form in the settings file; 0: no file, -1: not one whole
-//     form
+//     forms save PROGRAM MARKS OFFSET
+//         saves forms as fast as it can. The block device MARKS holds, at OFFSET, the last form whose save
+//         was started, and the last confirmed one.
+//     forms post PROGRAM FORM
+//         saves this form; fails if the answer does not confirm it.
+//     forms stored
+//         prints the form in the settings file; 0: no file, -1: not one whole form.
 #define _GNU_SOURCE
 #include "form.h"
 

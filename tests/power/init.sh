@@ -1,4 +1,5 @@
 #!/bin/sh
+# shellcheck shell=dash # busybox has local variables, too
 # The first process of the virtual machine. Loads the kernel modules in /modules and executes /plan, which calls the
 # functions below. The machine ends when a command fails. A DEVICE of UBIFS and JFFS2 is the number of a part of the flash.
 set -e
@@ -24,7 +25,7 @@ echo 1 >/proc/sys/kernel/kptr_restrict # root sees addresses
 sed -n "s/^\(0x[0-9a-f]*\)-.* $((size + 4096)) .*/flash \1/p" /proc/vmallocinfo
 
 mount_medium() { # mount_medium FOLDER FILE_SYSTEM DEVICE [OPTIONS]
-    local device=/dev/$3
+    local device="/dev/$3"
     case $2 in
         ubifs) device=ubi$3:data ;;
         jffs2) device=mtd$3 ;;
