@@ -6,6 +6,7 @@
 #include <array>
 #include <charconv>
 #include <cstring>
+#include <utility>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -17,7 +18,7 @@ namespace {
 // advances `to` and `from`. Works in blocks of 16 bytes if the machine's baseline has registers for that.
 template <char... Special, typename Replace>
 std::string rewrite(std::string_view text, Replace replace) {
-    constexpr size_t block = 16;
+    constexpr int block = 16;
     std::string result;
     result.reserve(text.size() + text.size() / 8);
     std::array<char, 4096> chunk; // stays in the first cache, and no byte of the result is written twice
@@ -25,17 +26,16 @@ std::string rewrite(std::string_view text, Replace replace) {
     const char* from = text.data();
     const char* const end = from + text.size();
     while (from < end) {
-        if (to > chunk.data() + chunk.size() - block - 8) {
+        if (to > chunk.end() - block - 8) {
             result.append(chunk.data(), to);
             to = chunk.data();
         }
 #if defined(__SSE2__)
-        if (end - from >= static_cast<std::ptrdiff_t>(block)) {
+        if (end - from >= block) {
             const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
             _mm_storeu_si128(reinterpret_cast<__m128i*>(to), bytes);
             const int found = _mm_movemask_epi8((_mm_cmpeq_epi8(bytes, _mm_set1_epi8(Special)) | ...));
-            const size_t plain =
-                found == 0 ? block : static_cast<size_t>(__builtin_ctz(static_cast<unsigned int>(found)));
+            const int plain = found == 0 ? block : __builtin_ctz(static_cast<unsigned int>(found));
             to += plain;
             from += plain;
             if (found != 0)
@@ -51,32 +51,44 @@ std::string rewrite(std::string_view text, Replace replace) {
     return result.append(chunk.data(), to);
 }
 
-// Returns what is before the delimiter and removes both from the text.
-std::string_view take(std::string_view& text, char delimiter) {
-    const size_t length = std::min(text.find(delimiter), text.size());
-    const std::string_view taken = text.substr(0, length);
-    text.remove_prefix(std::min(length + 1, text.size()));
-    return taken;
+// Moves what is before the delimiter to `before` and removes both. Without a delimiter returns false and
+// leaves the text alone.
+bool split(std::string_view& text, char delimiter, std::string_view& before) {
+    const size_t length = text.find(delimiter);
+    if (length == text.npos)
+        return false;
+    before = text.substr(0, length);
+    text.remove_prefix(length + 1);
+    return true;
 }
 
-constexpr unsigned int noDigit = 16;
+// Returns what is before the delimiter, or else the whole text, and removes it with the delimiter.
+std::string_view take(std::string_view& text, char delimiter) {
+    std::string_view taken;
+    return split(text, delimiter, taken) ? taken : std::exchange(text, {});
+}
 
-constexpr auto digitValues = [] {
+// By byte, one more than the digit's value; 0 for what is no digit.
+constexpr auto digits = [] {
     std::array<unsigned char, 256> values{};
-    for (unsigned int byte = 0; byte < 256; ++byte)
-        values[byte] = static_cast<unsigned char>(byte >= '0' && byte <= '9'   ? byte - '0'
-                                                  : byte >= 'a' && byte <= 'f' ? byte - 'a' + 10
-                                                  : byte >= 'A' && byte <= 'F' ? byte - 'A' + 10
-                                                                               : noDigit);
+    for (unsigned char value = 0; value < 16; ++value)
+        for (const char* const all : {"0123456789abcdef", "0123456789ABCDEF"})
+            values[static_cast<unsigned char>(all[value])] = value + 1;
     return values;
 }();
 
 // Returns the byte that two digits encode, as far as they are digits.
-char escapedByte(const char* digits) {
-    const unsigned int high = digitValues[static_cast<unsigned char>(digits[0])];
-    const unsigned int low = digitValues[static_cast<unsigned char>(digits[1])];
-    return static_cast<char>(high == noDigit ? 0 : low == noDigit ? high : high * 16 + low);
+char escapedByte(const char* escape) {
+    const int high = digits[static_cast<unsigned char>(escape[0])];
+    const int low = digits[static_cast<unsigned char>(escape[1])];
+    return static_cast<char>(high == 0 ? 0 : low == 0 ? high - 1 : high * 16 + low - 17);
 }
+
+constexpr auto same = [](char byte) { return byte; };
+constexpr auto spaceForPlus = [](char byte) { return byte == '+' ? ' ' : byte; };
+constexpr auto lowerCase = [](char byte) {
+    return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte | 0x20) : byte;
+};
 
 // Percent-decoding byte by byte, which is best for the short pieces of a url or a form. Each byte outside an
 // escape goes through `change`.
@@ -97,10 +109,6 @@ std::string decodeShort(std::string_view text, Change change) {
     if (to != end)
         result.resize(static_cast<size_t>(to - result.data()));
     return result;
-}
-
-std::string decodeShort(std::string_view text) {
-    return decodeShort(text, [](char byte) { return byte; });
 }
 
 // Eight bytes are copied whatever the length: one move and no branch.
@@ -128,38 +136,25 @@ struct Address {
     std::map<std::string, std::string> parameters;
 };
 
-std::string decodeQuery(std::string_view text) {
-    return decodeShort(text, [](char byte) { return byte == '+' ? ' ' : byte; });
-}
-
 void readAuthority(std::string_view text, Address& address) {
-    if (text.find('@') != text.npos) {
-        std::string_view user = take(text, '@');
-        address.user = decodeShort(take(user, ':'));
-        address.password = decodeShort(user);
+    std::string_view user;
+    if (split(text, '@', user)) {
+        address.user = decodeShort(take(user, ':'), same);
+        address.password = decodeShort(user, same);
     }
-    const bool hasPort = text.find(':') != text.npos;
-    address.host = decodeShort(take(text, ':'));
-    if (hasPort) {
+    std::string_view host = text;
+    if (split(text, ':', host)) {
         address.port = 0;
         std::from_chars(text.data(), text.data() + text.size(), address.port);
     }
-}
-
-void readQuery(std::string_view text, Address& address) {
-    while (!text.empty()) {
-        std::string_view value = take(text, '&');
-        if (value.find('=') != value.npos) {
-            const std::string_view name = take(value, '=');
-            address.parameters[decodeQuery(name)] = decodeQuery(value);
-        }
-    }
+    address.host = decodeShort(host, same);
 }
 
 Address parse(std::string_view text) {
     Address address;
-    if (text.find(':') != text.npos)
-        address.scheme = decodeShort(take(text, ':'));
+    std::string_view name;
+    if (split(text, ':', name))
+        address.scheme = decodeShort(name, same);
     if (text.substr(0, 2) == "//") {
         const size_t end = std::min(text.find_first_of("/?", 2), text.size());
         readAuthority(text.substr(2, end - 2), address);
@@ -168,69 +163,63 @@ Address parse(std::string_view text) {
     if (!text.empty() && text.front() != '/' && text.front() != '?')
         return Address();
     const std::string_view path = take(text, '?');
-    address.path = decodeShort(path.substr(std::min<size_t>(1, path.size())));
-    readQuery(text, address);
+    address.path = decodeShort(path.substr(path.empty() ? 0 : 1), same);
+    while (!text.empty()) {
+        std::string_view value = take(text, '&');
+        if (split(value, '=', name))
+            address.parameters[decodeShort(name, spaceForPlus)] = decodeShort(value, spaceForPlus);
+    }
     return address;
 }
 
-// Which bytes a component escapes.
-struct Reserved {
-    constexpr explicit Reserved(std::string_view bytes) {
-        has['%'] = true;
-        for (const char byte : bytes)
-            has[static_cast<unsigned char>(byte)] = true;
-    }
-    std::array<bool, 256> has{};
-};
+// By byte: whether a component escapes it.
+using Reserved = std::array<bool, 256>;
 
-constexpr Reserved inScheme(":"), inUser("@:/"), inHost("@:/?"), inPath("?"), inName("=&+"), inValue("&+");
-
-void append(std::string& text, std::string_view before, const std::string& component,
-            const Reserved& reserved) {
-    text += before;
-    const char* from = component.data();
-    const char* const end = from + component.size();
-    while (from < end) {
-        const char* const plain = from;
-        while (from < end && !reserved.has[static_cast<unsigned char>(*from)])
-            ++from;
-        text.append(plain, from);
-        if (from < end) {
-            const unsigned char byte = static_cast<unsigned char>(*from++);
-            const char escape[] = {'%', "0123456789ABCDEF"[byte >> 4], "0123456789ABCDEF"[byte & 15]};
-            text.append(escape, sizeof escape);
-        }
-    }
+constexpr Reserved reserved(std::string_view bytes) {
+    Reserved isReserved{};
+    for (const char byte : bytes)
+        isReserved[static_cast<unsigned char>(byte)] = true;
+    return isReserved;
 }
 
-void appendAuthority(std::string& text, const Address& address) {
-    std::string_view before = "//";
-    if (!address.user.empty()) {
-        append(text, before, address.user, inUser);
-        if (!address.password.empty())
-            append(text, ":", address.password, inUser);
-        before = "@";
+constexpr Reserved inScheme = reserved("%:"), inUser = reserved("%@:/"), inHost = reserved("%@:/?"),
+                   inPath = reserved("%?"), inName = reserved("%=&+"), inValue = reserved("%&+");
+
+// Appends the component with its escapes; and the delimiter, unless the component is empty.
+void append(std::string& text, const std::string& component, const Reserved& isReserved,
+            std::string_view delimiter = "") {
+    for (const char *from = component.data(), *const end = from + component.size(); from < end; ++from) {
+        const char* const plain = from;
+        from = std::find_if(from, end, [&](unsigned char byte) { return isReserved[byte]; });
+        text.append(plain, from);
+        if (from == end)
+            break;
+        const auto byte = static_cast<unsigned char>(*from);
+        text.append({'%', "0123456789ABCDEF"[byte >> 4], "0123456789ABCDEF"[byte & 15]});
     }
-    append(text, before, address.host, inHost);
-    if (address.port >= 0) {
-        char digits[12] = ":";
-        text.append(digits, std::to_chars(digits + 1, digits + sizeof digits, address.port).ptr);
-    }
+    text += component.empty() ? "" : delimiter;
 }
 
 std::string print(const Address& address) {
     std::string text;
     text.reserve(160);
-    append(text, "", address.scheme, inScheme);
-    if (!address.scheme.empty())
-        text += ':';
+    append(text, address.scheme, inScheme, ":");
     if (!address.user.empty() || !address.host.empty() || address.port >= 0)
-        appendAuthority(text, address);
+        text += "//";
+    append(text, address.user, inUser, address.password.empty() ? "@" : ":");
+    append(text, address.password, inUser, "@");
+    append(text, address.host, inHost);
+    if (address.port >= 0)
+        text += ':' + std::to_string(address.port);
     if (!address.path.empty())
-        append(text, "/", address.path, inPath);
+        text += '/';
+    append(text, address.path, inPath);
+    char before = '?';
     for (const auto& [name, value] : address.parameters) {
-        append(text, &address.parameters.begin()->first == &name ? "?" : "&", name, inName);
-        append(text, "=", value, inValue);
+        text += std::exchange(before, '&');
+        append(text, name, inName);
+        text += '=';
+        append(text, value, inValue);
     }
     return text;
 }
@@ -258,17 +247,14 @@ std::string unescapeByHand(const std::string& text) {
 }
 
 void decodeFormByHand(std::string_view text, PlainMap& fields) {
-    const auto lower = [](char byte) {
-        return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte | 0x20) : byte;
-    };
     fields.clear();
     while (!text.empty()) {
         std::string_view value = take(text, '&');
         if (value.empty())
             continue;
-        const bool hasName = value.find('=') != value.npos;
-        const std::string_view name = hasName ? take(value, '=') : value;
-        fields.try_emplace(decodeShort(name, lower), decodeShort(value));
+        std::string_view name = value;
+        split(value, '=', name);
+        fields.try_emplace(decodeShort(name, lowerCase), decodeShort(value, same));
     }
 }
 
