@@ -9,6 +9,7 @@
 #include "zutl_String.h"
 
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 
@@ -162,31 +163,25 @@ class Stream {
 public:
     void write(const zusl::Serializable& object) {
         const size_t size = headerSize + object.getBinLength();
-        if (capacity - used < size)
-            grow(size);
-        object.toBin(putHeader(memory.get() + used, object.getTypeId(), size - headerSize));
+        if (capacity - used < size) {
+            capacity = 2 * capacity + size;
+            memory = static_cast<unsigned char*>(std::realloc(memory, capacity));
+        }
+        object.toBin(putHeader(memory + used, object.getTypeId(), size - headerSize));
         used += size;
     }
 
     void read(zusl::Serializable& object) {
-        From from = memory.get() + position;
-        From const payload = takeRecord(from, memory.get() + used, object.getTypeId());
+        From from = memory + position;
+        From const payload = takeRecord(from, memory + used, object.getTypeId());
         object.fromBin(payload, static_cast<unsigned int>(from - payload));
-        position = static_cast<size_t>(from - memory.get());
+        position = static_cast<size_t>(from - memory);
     }
 
     void clear() { used = position = 0; }
 
 private:
-    void grow(size_t needed) {
-        capacity = 2 * capacity + needed;
-        std::unique_ptr<unsigned char[]> larger(new unsigned char[capacity]);
-        if (used > 0)
-            std::memcpy(larger.get(), memory.get(), used);
-        memory = std::move(larger);
-    }
-
-    std::unique_ptr<unsigned char[]> memory;
+    unsigned char* memory = nullptr; // never freed: the stream lives to the end
     size_t capacity = 0;
     size_t used = 0;
     size_t position = 0;

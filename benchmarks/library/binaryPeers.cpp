@@ -5,6 +5,7 @@
 
 #include <boost/archive/binary_iarchive.hpp>
 #include <boost/archive/binary_oarchive.hpp>
+#include <boost/interprocess/streams/bufferstream.hpp>
 #include <boost/serialization/list.hpp>
 #include <boost/serialization/map.hpp>
 #include <cereal/archives/binary.hpp>
@@ -13,73 +14,57 @@
 #include <cereal/types/string.hpp>
 #include <msgpack.hpp>
 
-#include <cstring>
+#include <algorithm>
 
 namespace {
 
 using Bytes = std::vector<char>;
 
-// The bytes as what a standard stream reads from or writes to.
-struct MemoryBuffer : std::streambuf {
-    explicit MemoryBuffer(Bytes& bytes) {
-        setp(bytes.data(), bytes.data() + bytes.size());
-        setg(bytes.data(), bytes.data(), bytes.data() + bytes.size());
-    }
-};
-
 struct Msgpack {
     static constexpr const char* name = "msgpack";
-    struct Sink {
-        char* to;
-        void write(const char* data, size_t size) {
-            std::memcpy(to, data, size);
-            to += size;
-        }
-    };
     struct Writer {
-        explicit Writer(Bytes& bytes) : sink{bytes.data()}, packer(sink) {}
+        explicit Writer(Bytes& bytes) : to(bytes.data()) {}
+        void write(const char* data, size_t size) { to = std::copy_n(data, size, to); }
         template <typename T>
         void operator()(const T& object) {
-            packer.pack(object);
+            msgpack::pack(*this, object);
         }
-        Sink sink;
-        msgpack::packer<Sink> packer;
+        char* to;
     };
     struct Reader {
         explicit Reader(Bytes& source) : bytes(source) {}
         template <typename T>
         void operator()(T& object) {
-            msgpack::unpack(bytes.data(), bytes.size(), offset).get().convert(object);
+            msgpack::unpack(bytes.data(), bytes.size()).get().convert(object);
         }
         Bytes& bytes;
-        size_t offset = 0;
     };
 };
 
-// An archive on a standard stream.
-template <typename Stream, typename Archive, unsigned int... flags>
+// An archive on a standard stream whose buffer is the bytes.
+template <typename Archive, unsigned int... flags>
 struct OnStream {
-    explicit OnStream(Bytes& bytes) : buffer(bytes), stream(&buffer), archive(stream, flags...) {}
+    explicit OnStream(Bytes& bytes)
+        : stream(bytes.data(), bytes.size()), archive(static_cast<std::iostream&>(stream), flags...) {}
     template <typename T>
     void operator()(T&& object) {
         archive& object;
     }
-    MemoryBuffer buffer;
-    Stream stream;
+    boost::interprocess::bufferstream stream;
     Archive archive;
 };
 
 struct Cereal {
     static constexpr const char* name = "cereal";
-    using Writer = OnStream<std::ostream, cereal::BinaryOutputArchive>;
-    using Reader = OnStream<std::istream, cereal::BinaryInputArchive>;
+    using Writer = OnStream<cereal::BinaryOutputArchive>;
+    using Reader = OnStream<cereal::BinaryInputArchive>;
 };
 
 struct Boost {
     static constexpr const char* name = "Boost.Serialization";
     static constexpr unsigned int flags = boost::archive::no_header | boost::archive::no_codecvt;
-    using Writer = OnStream<std::ostream, boost::archive::binary_oarchive, flags>;
-    using Reader = OnStream<std::istream, boost::archive::binary_iarchive, flags>;
+    using Writer = OnStream<boost::archive::binary_oarchive, flags>;
+    using Reader = OnStream<boost::archive::binary_iarchive, flags>;
 };
 
 template <typename Library, typename Container>

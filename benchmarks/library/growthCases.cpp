@@ -6,7 +6,7 @@
 #include "zusl_MemIOStream.h"
 #include "zutl_url.h"
 
-#include <memory>
+#include <optional>
 
 namespace {
 
@@ -19,16 +19,13 @@ using Bytes = std::vector<unsigned char>;
 // The operation on what `make` gives for n and for 8 n.
 template <typename Make, typename Operation>
 void add(Contenders& all, const std::string& name, size_t n, Make make, Operation operation) {
-    using Input = decltype(make(n));
-    for (const size_t size : {n, 8 * n}) {
-        auto input = std::make_shared<std::unique_ptr<const Input>>(); // made by the first run
-        const auto run = [=] {
-            if (*input == nullptr)
-                *input = std::make_unique<const Input>(make(size));
-            keep(operation(**input));
-        };
-        all.push_back({"growth", name + '/' + std::to_string(size), run});
-    }
+    for (const size_t size : {n, 8 * n})
+        all.push_back({"growth", name + '/' + std::to_string(size),
+                       [=, input = std::optional<decltype(make(n))>()]() mutable {
+                           if (!input)
+                               input = make(size);
+                           keep(operation(*input));
+                       }});
 }
 
 // Makes texts of n pieces with something before and after them.
