@@ -3,8 +3,8 @@
 growth or all. With --page, updates the page. Ends with 1 if an operation grows too fast."""
 import json
 import os
+import platform
 import re
-import statistics
 import subprocess
 import sys
 
@@ -13,6 +13,7 @@ sys.path.insert(0, HERE + "/request")
 import measure  # noqa: E402
 
 LIMIT, OURS, OPERATIONS = "by hand", "ours", "ours, public operations"
+NO_PEERS = {LIMIT, OURS, OPERATIONS}
 CORE = 500  # million instructions a second: a small ARM core
 MOST_GROWTH = 16  # at 8 n; a sorted container and colder caches give up to 13, the square of the input 64
 MB = 1 << 20
@@ -55,24 +56,22 @@ def table(headings, rows):
 
 
 def run_benchmarks(build, pattern, repetitions, least_time):
-    """Returns {name: processor times of one run in ns}; the contenders take turns at random."""
+    """Returns {name: median of the processor times in ns}; the contenders take turns at random."""
     printed = subprocess.check_output(
         [build + "/benchmarks/library_bench", "--benchmark_filter=" + pattern, "--benchmark_format=json",
-         "--benchmark_enable_random_interleaving=true", "--benchmark_min_time=%g" % least_time,
-         "--benchmark_repetitions=%d" % repetitions], stderr=subprocess.DEVNULL)
-    times = {}
-    for run in json.loads(printed)["benchmarks"]:
-        if run["run_type"] == "iteration":
-            times.setdefault(run["run_name"], []).append(run["cpu_time"])
-    return times
+         "--benchmark_enable_random_interleaving=true", "--benchmark_report_aggregates_only=true",
+         f"--benchmark_min_time={least_time}", f"--benchmark_repetitions={repetitions}"],
+        stderr=subprocess.DEVNULL)
+    return {run["run_name"]: run["cpu_time"] for run in json.loads(printed)["benchmarks"]
+            if run["aggregate_name"] == "median"}
 
 
 def measure_library(build, quick):
     """Returns {job: {contender: ns for a piece}} and {job: {contender: instructions on ARM for a piece}}."""
     jobs, arm = {job: {} for job in JOBS}, {job: {} for job in JOBS}
-    for name, times in run_benchmarks(build, "-^growth", 3 if quick else 21, 0.02).items():
+    for name, time in run_benchmarks(build, "-^growth", 3 if quick else 21, 0.02).items():
         job, contender = name.split("/")
-        jobs[job][contender] = statistics.median(times) / JOBS[job][1]
+        jobs[job][contender] = time / JOBS[job][1]
     emulated = [*measure.emulator(build), build + "/armhf/benchmarks/countedJobs"]
     run = subprocess.run(emulated, check=True, text=True, capture_output=True)
     counts = measure.instructions(run.stderr)
@@ -83,22 +82,20 @@ def measure_library(build, quick):
 
 
 def measure_growth(build, quick):
-    """Returns {operation: (n, µs at n, µs at 8 n)}: the shortest times."""
-    shortest = {}
+    """Returns {operation: {n: ns}} for two n each."""
+    growth = {}
     for _ in range(3):  # a disturbed measurement is repeated
-        for name, times in sorted(run_benchmarks(build, "^growth/", 3 if quick else 7, 0.002).items()):
+        for name, time in run_benchmarks(build, "^growth/", 3 if quick else 7, 0.002).items():
             _, operation, n = name.split("/")
-            each = shortest.setdefault(operation, {})
-            each[int(n)] = min(each.get(int(n), float("inf")), *(time / 1000 for time in times))
-        growth = {operation: (min(each), each[min(each)], each[max(each)])
-                  for operation, each in shortest.items()}
+            times = growth.setdefault(operation, {})
+            times[int(n)] = min(time, times.get(int(n), time))
         if not too_fast(growth):
             break
     return growth
 
 
 def too_fast(growth):
-    return [name for name, (_, small, large) in growth.items() if large / small > MOST_GROWTH]
+    return [name for name, times in growth.items() if times[max(times)] / times[min(times)] > MOST_GROWTH]
 
 
 def library_table(jobs, arm):
@@ -106,12 +103,11 @@ def library_table(jobs, arm):
     for job, contender, heading, target in ROWS:
         piece, _, _, pieces, use = JOBS[job]
         ratios = {name: time / jobs[job][LIMIT] for name, time in jobs[job].items()}
-        peers = ["%s %.2f" % (name, ratios[name]) for name in sorted(ratios, key=ratios.get)
-                 if name not in (LIMIT, OURS, OPERATIONS)]
+        peers = [f"{name} {ratios[name]:.2f}" for name in sorted(ratios.keys() - NO_PEERS, key=ratios.get)]
         limit, ours = arm[job][LIMIT], arm[job][contender]
-        rows.append([heading, "%s ns/%s" % (number(jobs[job][LIMIT]), piece), "%.2f" % ratios[contender],
-                     "%.2f" % target, ", ".join(peers), number(limit), number(ours), "%.2f" % (ours / limit),
-                     on_core(ours * pieces) + " " + use])
+        rows.append([heading, f"{number(jobs[job][LIMIT])} ns/{piece}", f"{ratios[contender]:.2f}",
+                     f"{target:.2f}", ", ".join(peers), number(limit), number(ours), f"{ours / limit:.2f}",
+                     f"{on_core(ours * pieces)} {use}"])
     return table(["Job", "limit", "ours", "target", "peers", "ARM: limit", "ARM: ours", "ARM: ratio",
                   "on a small ARM core"], rows)
 
@@ -120,36 +116,36 @@ def request_table(request):
     scale = request[OURS]["ARM"] / request[OURS]["instructions"]  # what an instruction here is there
     rows = []
     for name, values in request.items():
-        about = "about " + on_core(values["instructions"] * scale)
-        there = on_core(values["ARM"]) if "ARM" in values else about
+        there = "" if "ARM" in values else "about "
+        there += on_core(values.get("ARM", values["instructions"] * scale))
         rows.append([name, *(number(values[what]) if what in values else "" for what in REQUEST), there])
     rows.append(["*target for ours*", *(number(target) if target else "" for target in REQUEST.values()), ""])
     return table(["Program", *REQUEST, "on a small ARM core"], rows)
 
 
 def growth_table(growth):
-    return table(["Operation and input", "n", "µs at n", "µs at 8 n", "ratio"],
-                 [[name, str(n), number(small), number(large), number(large / small)]
-                  for name, (n, small, large) in growth.items()])
+    rows = []
+    for name, times in sorted(growth.items()):
+        (n, small), (_, large) = sorted(times.items())
+        rows.append([name, str(n), *map(number, (small / 1000, large / 1000, large / small))])
+    return table(["Operation and input", "n", "µs at n", "µs at 8 n", "ratio"], rows)
 
 
 def missed(jobs, request):
-    tiny = request["ours, preset tiny"]
+    tiny, tiny_limit = request["ours, preset tiny"], request["static C, musl"]
     found = [(name, jobs[job][who] / jobs[job][LIMIT], target) for job, who, name, target in ROWS]
     found += [("request, " + what, request[OURS][what], target) for what, target in REQUEST.items() if target]
-    found += [("tiny, ratio", tiny["µs"] / request["static C, musl"]["µs"], 1.10),
-              ("tiny, size", tiny["size, KB"], 110)]
+    found += [("tiny, ratio", tiny["µs"] / tiny_limit["µs"], 1.10), ("tiny, size", tiny["size, KB"], 110)]
     with open(HERE + "/reasons.json") as file:
         reasons = json.load(file)
-    return "\n".join("- %s: %s instead of %s. %s" % (name, number(got), number(target), reasons.get(name, ""))
+    return "\n".join(f"- {name}: {number(got)} instead of {number(target)}. {reasons.get(name, '')}"
                      for name, got, target in found if round(got, 2) > target) or "None in this run."
 
 
 def machine():
-    with open("/etc/os-release") as file:
-        release = re.search('PRETTY_NAME="(.*)"', file.read())[1]
+    release = platform.freedesktop_os_release()["PRETTY_NAME"]
     compiler = subprocess.check_output(["g++", "--version"], text=True).splitlines()[0]
-    return "This run: %d cores, %s, %s, `-O2`, %s." % (os.cpu_count(), os.uname().machine, release, compiler)
+    return f"This run: {os.cpu_count()} cores, {platform.machine()}, {release}, `-O2`, {compiler}."
 
 
 def chart(path, jobs):
@@ -159,12 +155,11 @@ def chart(path, jobs):
     figure = matplotlib.figure.Figure(figsize=(9, 7), layout="tight")
     axes = figure.subplots()
     for row, (job, times) in enumerate(reversed(jobs.items())):
-        best = min(set(times) - {LIMIT, OURS, OPERATIONS}, key=times.get, default=LIMIT)
+        best = min(times.keys() - NO_PEERS, key=times.get, default=LIMIT)
         for place, name, colour in ((row + 0.2, OURS, "#2f6f9f"), (row - 0.2, best, "#c9c9c9")):
             ratio = times[name] / times[LIMIT]
-            axes.barh(place, ratio, 0.36, color=colour)
-            axes.text(ratio, place, " %.2f %s" % (ratio, name), va="center")
-        axes.plot([JOBS[job][2][OURS]] * 2, [row, row + 0.4], color="#b03030")
+            axes.bar_label(axes.barh(place, ratio, 0.36, color=colour), [f" {ratio:.2f} {name}"])
+        axes.vlines(JOBS[job][2][OURS], row, row + 0.4, color="#b03030")
     axes.set(xscale="log", yticks=range(len(jobs)), yticklabels=reversed(jobs),
              title="Time as a multiple of the limit: ours, its target (red), the best peer")
     figure.savefig(path, metadata={"Date": None})
@@ -174,8 +169,7 @@ def update(path, parts):
     with open(path) as file:
         text = file.read()
     for name, content in parts.items():
-        pattern = "(?s)(<!-- %s -->\n).*?(?=<!-- end -->)" % name
-        text = re.sub(pattern, lambda found: found[1] + content + "\n", text)
+        text = re.sub(f"(?s)(?<=<!-- {name} -->\n).*?(?=<!-- end -->)", lambda _: content + "\n", text)
     with open(path, "w") as file:
         file.write(text)
 

@@ -7,6 +7,7 @@ import subprocess
 import sys
 import tempfile
 import time
+from pathlib import Path
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 PROCESSES = 100  # in the process table; the form has about 1 KB
@@ -46,15 +47,12 @@ def run(command):
 
 def check(programs):
     """Everybody does the same job."""
-    results = {}
+    settings, results = Path("settings_xml.txt"), {}
     for name, command in programs.items():
-        with open("settings_xml.txt", "w") as file:
-            file.write("old")
-        answer = run(command).stdout.strip()
-        with open("settings_xml.txt") as file:
-            results[name] = answer, file.read(), sorted(os.listdir("."))
-        if results[name] != results["static C"] or not answer.endswith("success=stopped"):
-            sys.exit("%s does another job:\n%s\nexpected:\n%s" % (name, results[name], results["static C"]))
+        settings.write_text("old")
+        results[name] = run(command).stdout.strip(), settings.read_text(), sorted(os.listdir())
+        if results[name] != results["static C"] or not results[name][0].endswith("success=stopped"):
+            sys.exit(f"{name} does another job:\n{results[name]}\nexpected:\n{results['static C']}")
 
 
 def usage(command):
@@ -78,8 +76,8 @@ def times(programs, repetitions, batch):
 def system_calls(command):
     """Without those that read the command line of each process in the table: open, read and close."""
     run([*STRACE, "-f", *command])
-    with open("../trace") as trace:
-        lines = [line for line in trace if "resumed>" not in line and "+++" not in line]
+    trace = Path("../trace").read_text().splitlines()
+    lines = [line for line in trace if "resumed>" not in line and "+++" not in line]
     return len(lines) - 3 * sum(bool(re.search(r'\d+/cmdline".* = \d', line)) for line in lines)
 
 
@@ -89,10 +87,8 @@ def peak_memory(command):
     with open("../body") as body, subprocess.Popen(delayed, env=ENVIRONMENT, stdin=body,
                                                    stdout=subprocess.DEVNULL) as tracer:
         time.sleep(1.5)
-        with open("/proc/%d/task/%d/children" % (tracer.pid, tracer.pid)) as children:
-            process = children.read().split()[0]
-        with open("/proc/%s/status" % process) as status:
-            return int(re.search(r"VmHWM:\s*(\d+)", status.read())[1])
+        process = Path(f"/proc/{tracer.pid}/task/{tracer.pid}/children").read_text().split()[0]
+        return int(re.search(r"VmHWM:\s*(\d+)", Path(f"/proc/{process}/status").read_text())[1])
 
 
 def count(command):
@@ -110,22 +106,15 @@ def count(command):
 @contextlib.contextmanager
 def application():
     """Makes the directories of an application that does not run, and fills the process table."""
-    missing = PROCESSES - sum(name.isdigit() for name in os.listdir("/proc"))
-    command = ["setpriv", "--pdeathsig", "KILL", "sleep", "infinity"]  # ends with this process
-    sleepers = [subprocess.Popen(command) for _ in range(missing)]
-    shared_memory = "/dev/shm" if os.access("/dev/shm", os.W_OK) else None  # steadier than a disk
-    before = os.getcwd()
-    with tempfile.TemporaryDirectory(dir=shared_memory) as folder:
-        os.makedirs(folder + "/benchStopped/html")
-        os.chdir(folder + "/benchStopped/html")
-        with open("pid.cgi", "w") as marker, open("../body", "w") as body:
-            marker.write("/opt/bin/benchStopped\n")
-            body.write(FORM)
-        yield
-        os.chdir(before)
-    for process in sleepers:
-        process.kill()
-        process.wait()
+    for _ in range(PROCESSES - sum(name.isdigit() for name in os.listdir("/proc"))):
+        subprocess.Popen(["setpriv", "--pdeathsig", "KILL", "sleep", "infinity"])  # ends with this process
+    with tempfile.TemporaryDirectory(dir="/dev/shm") as folder:  # steadier than a disk
+        directory = Path(folder, "benchStopped/html")
+        directory.mkdir(parents=True)
+        (directory / "pid.cgi").write_text("/opt/bin/benchStopped\n")
+        (directory / "../body").write_text(FORM)
+        with contextlib.chdir(directory):
+            yield
 
 
 def measure(build, quick):
