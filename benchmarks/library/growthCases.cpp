@@ -119,7 +119,7 @@ void addBinaryCases(Contenders& all) {
     const auto mapBytes = [](size_t n) { return bytesOf(mixedMap(n)); };
     add(all, "Map::insert, mixed keys", 1000, same, mixedMap);
     add(all, "Map::fromBin", 1000, mapBytes, fromBytes<Map>);
-    add(all, "List::toBin", 20000, list, bytesOf<List>);
+    add(all, "List::toBin", 500, list, bytesOf<List>);
     add(all, "List::fromBin", 2000, listBytes, fromBytes<List>);
     add(all, "MemIOStream::write", 20000, same, [](size_t n) { return passed(0, n); });
     add(all, "MemIOStream, each record read at once", 20000, same, [](size_t n) { return passed(n, 0); });
