@@ -50,13 +50,12 @@ int checkByHand() {
     int valid = 0;
     for (char* line = buffer; char* const end = std::strchr(line, '\n'); line = end + 1) {
         *end = '\0';
-        char* const name = std::strncmp(line, "  <", 3) == 0 ? line + 3 : nullptr;
-        char* const open = name != nullptr ? std::strchr(name, '>') : nullptr;
+        char* const open = std::strncmp(line, "  <", 3) == 0 ? std::strchr(line, '>') : nullptr;
         char* const close = open != nullptr ? std::strstr(open, "</") : nullptr;
         if (close == nullptr)
             continue;
         *close = '\0';
-        valid += isValidByHand(name, open + 1) ? 1 : 0;
+        valid += isValidByHand(line + 3, open + 1) ? 1 : 0;
     }
     return valid;
 }

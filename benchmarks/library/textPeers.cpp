@@ -1,6 +1,7 @@
 // Other libraries doing the jobs on text.
 
 #include "jobs.h"
+#include "zu_Functions.h"
 
 #include <boost/url.hpp>
 #include <cgicc/Cgicc.h>
@@ -20,8 +21,7 @@ using Operation = std::string (*)(Text);
 // --- Forms. The peers leave the names as they are. ---
 
 void add(PlainMap& fields, std::string name, std::string value) {
-    for (char& byte : name)
-        byte = byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte | 0x20) : byte;
+    zu_strlwr(name.data());
     fields.try_emplace(std::move(name), std::move(value));
 }
 
