@@ -45,7 +45,8 @@ MemIOStream::MemIOStream(const MemIOStream& other) : MemIOStream(other.capacity(
     copyContent(other);
 }
 
-// cppcheck-suppress operatorEqVarError ; openRecord belongs to a write in progress, not to the content
+// cppcheck-suppress operatorEqVarError ; openRecord and later belong to a write in progress, not to the
+// content
 MemIOStream& MemIOStream::operator=(const MemIOStream& other) {
     if (this == &other)
         return *this;
@@ -62,13 +63,6 @@ MemIOStream& MemIOStream::operator=(const MemIOStream& other) {
 MemIOStream::~MemIOStream() {
     delete[] bufferStart;
 }
-
-// A record while its object is being converted: its header is in the stream, its payload is being written
-// after the stream's content.
-struct MemIOStream::OpenRecord {
-    unsigned char* start;
-    std::unique_ptr<MemIOStream> later; // the records that the object wrote to the stream meanwhile
-};
 
 // Refuses to move or release memory in which an object is being converted.
 void MemIOStream::refuseChange() {
@@ -109,7 +103,7 @@ void MemIOStream::copyContent(const MemIOStream& other) {
 // The rule by which the stream grows; `n` is wider than a size, so that a record's header can be added to any
 // length.
 inline void MemIOStream::makeRoom(std::uint64_t n) {
-    if (n > static_cast<std::uint64_t>(bufferEnd - writePosition))
+    if (n > static_cast<size_t>(bufferEnd - writePosition))
         moveOrGrow(n);
 }
 
@@ -239,7 +233,7 @@ unsigned int MemIOStream::toBin(unsigned char* buffer) const {
 // The end of the content without the header of a record that is being written, so that an object may contain
 // the stream into which it is written.
 const unsigned char* MemIOStream::wholeRecordsEnd() const {
-    return openRecord != nullptr ? std::max(openRecord->start, readPosition) : writePosition;
+    return openRecord != nullptr ? std::max(openRecord, readPosition) : writePosition;
 }
 
 unsigned int MemIOStream::fromBin(const unsigned char* data, unsigned int length) {
@@ -262,11 +256,11 @@ unsigned int MemIOStream::write(const Serializable& object) {
     const unsigned int length = object.getBinLength();
     const unsigned int type = object.getTypeId();
     makeRoom(std::uint64_t{length} + recordHeaderSize);
-    OpenRecord record{writePosition, nullptr};
-    writeRecordHeader(writePosition, type, length);
-    writePosition += recordHeaderSize;
-    unsigned char* const payload = writePosition;
-    openRecord = &record;
+    unsigned char* const start = writePosition;
+    unsigned char* const payload = start + recordHeaderSize;
+    writeRecordHeader(start, type, length);
+    writePosition = payload;
+    openRecord = start;
     bool converted = true;
     try {
         object.toBin(payload);
@@ -274,9 +268,9 @@ unsigned int MemIOStream::write(const Serializable& object) {
         converted = false;
     }
     openRecord = nullptr;
-    writePosition = converted ? payload + length : std::max(record.start, readPosition);
-    if (record.later != nullptr)
-        appendRecords(*record.later);
+    writePosition = converted ? payload + length : std::max(start, readPosition);
+    if (later != nullptr)
+        appendLater();
     if (!converted)
         throwError(className, "couldn't convert object to binary data");
     return recordHeaderSize + length;
@@ -284,14 +278,15 @@ unsigned int MemIOStream::write(const Serializable& object) {
 
 // Writes the object's record to where it waits for the end of the open one.
 unsigned int MemIOStream::writeLater(const Serializable& object) {
-    if (openRecord->later == nullptr)
-        openRecord->later = std::make_unique<MemIOStream>();
-    return openRecord->later->write(object);
+    if (later == nullptr)
+        later = std::make_unique<MemIOStream>();
+    return later->write(object);
 }
 
-void MemIOStream::appendRecords(const MemIOStream& other) {
-    makeRoom(other.size());
-    writePosition = std::copy(other.readPosition, other.writePosition, writePosition);
+void MemIOStream::appendLater() {
+    const std::unique_ptr<MemIOStream> records = std::move(later);
+    makeRoom(records->size());
+    writePosition = std::copy(records->readPosition, records->writePosition, writePosition);
 }
 
 OStream& MemIOStream::operator<<(const Serializable& object) {

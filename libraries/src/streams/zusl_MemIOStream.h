@@ -4,6 +4,7 @@
 #include "zusl_Stream.h"
 
 #include <cstdint>
+#include <memory>
 
 namespace zusl {
 
@@ -174,8 +175,6 @@ public:
     bool load(const char* path);
 
 private:
-    struct OpenRecord;
-
     [[noreturn, gnu::cold]] static void refuseChange();
     void requireNoOpenRecord() const {
         if (openRecord != nullptr)
@@ -183,7 +182,7 @@ private:
     }
     const unsigned char* wholeRecordsEnd() const;
     [[gnu::cold]] unsigned int writeLater(const Serializable& object);
-    [[gnu::cold]] void appendRecords(const MemIOStream& other);
+    [[gnu::cold]] void appendLater();
     void replaceMemory(unsigned int newCapacity);
     void discardForMemory(unsigned int wanted);
     void copyContent(const MemIOStream& other);
@@ -194,7 +193,8 @@ private:
     unsigned char* bufferEnd = nullptr;
     unsigned char* readPosition = nullptr;
     unsigned char* writePosition = nullptr;
-    OpenRecord* openRecord = nullptr; // the record whose object is being converted
+    unsigned char* openRecord = nullptr; // the record whose object is being converted
+    std::unique_ptr<MemIOStream> later;  // the records that this object writes to the stream meanwhile
 };
 
 } // namespace zusl
