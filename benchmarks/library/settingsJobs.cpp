@@ -50,7 +50,7 @@ int checkByHand() {
     int valid = 0;
     for (char* line = buffer; char* const end = std::strchr(line, '\n'); line = end + 1) {
         *end = '\0';
-        char* const open = std::strncmp(line, "  <", 3) == 0 ? std::strchr(line, '>') : nullptr;
+        char* const open = std::strncmp(line, "  <", 3) == 0 ? std::strchr(line + 3, '>') : nullptr;
         char* const close = open != nullptr ? std::strstr(open, "</") : nullptr;
         if (close == nullptr)
             continue;
