@@ -188,8 +188,9 @@ void url::readQuery(std::string_view text) {
 }
 
 void url::appendAuthority(String& text) const {
+    if (user.empty() && host.empty() && port < 0)
+        return;
     text += "//";
-    const size_t start = text.size();
     if (!user.empty()) {
         appendEncoded(text, user, escapedInUser);
         if (!password.empty()) {
@@ -203,8 +204,6 @@ void url::appendAuthority(String& text) const {
         text += ':';
         text += String::fromInteger(port);
     }
-    if (text.size() == start) // no authority, no slashes
-        text.resize(start - 2);
 }
 
 void url::appendQuery(String& text) const {
