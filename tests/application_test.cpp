@@ -97,6 +97,8 @@ TEST(SettingsFile, ReadsHostileTextEntryByEntry) {
          table(Row("  <a>1</a>\njunk\n  <b>2</b>\n", {{"b", "2"}}), Row("  <a>1</b>\n", {}),
                Row("  <>\n  <", {}), Row("  <a>1</a>\n  <b>2</b>", {{"a", "1"}}),
                Row("  <x>y>1</x>y>\n  <z>1</w>\n", {{"x>y", "1"}}),
+               Row("  <a>1</a>\n  <c>2</a>\n  <x>y>3</x>y>\n  <z>1</w>\n", {{"a", "1"}, {"x>y", "3"}}),
+               Row("  <a>1</a>\n  <c>2</a>\n  <x>y>3</x>y>\n  <x>y>4</x>y>\n", {{"a", "1"}, {"x>y", "3"}}),
                Row("  <x>y>1</x>y>\n  <a>2</a>\n", {{"a", "2"}, {"x>y", "1"}}))) {
         Values read;
         EXPECT_TRUE(zuap::parseSettings(fileOf(entries), read)) << entries;
@@ -210,6 +212,7 @@ TEST(Setting, MatchesPatterns) {
 
 TEST(Setting, NamesTheFaultInItsDescription) {
     EXPECT_EQ(target().fault(), "");
+    EXPECT_EQ(Setting::number("n", "").range("-99999999999.9999999", "99999999999.9999999").fault(), "");
     const std::string notANumber = " is not a number of up to 11 digits and 7 decimals";
     using Row = std::pair<Setting, std::string>;
     for (const auto& [setting, fault] :
@@ -355,7 +358,7 @@ TEST(Application, HasAReasonWhyItDoesNotStart) {
 
 TEST(Application, CanBeWrittenInC) {
     const HtmlFolder folder;
-    folder.save({{"mode", "fast"}, {"target", "21.5"}});
+    folder.save({{"mode", "fast"}, {"room", "12345678901"}, {"target", "21.5"}});
     zuap_application* const device = zuap_create(folder.path().c_str());
     const zuap_option options[] = {{"auto", "Automatic"}, {"heat", "Heat"}, {nullptr, nullptr}};
     const auto add = [&](zuap_type type, const char* name, const char* initial) {
@@ -386,9 +389,10 @@ TEST(Application, CanBeWrittenInC) {
     long long number = 0;
     EXPECT_EQ(zuap_scaled(device, "target", 2, &number), 0);
     EXPECT_EQ(number, 2150);
-    EXPECT_EQ(zuap_refusal_count(device), 1U);
+    EXPECT_EQ(zuap_refusal_count(device), 2U);
     EXPECT_STREQ(zuap_refusal(device, 0), "mode: fast is not one of auto, heat");
-    EXPECT_EQ(zuap_refusal(device, 1), nullptr);
+    EXPECT_STREQ(zuap_refusal(device, 1), "room: 11 characters, more than 10");
+    EXPECT_EQ(zuap_refusal(device, 2), nullptr);
     kill(getpid(), SIGUSR1);
     EXPECT_EQ(zuap_wait(device), ZUAP_CHANGED);
     EXPECT_EQ(zuap_revision(device), 2U);
@@ -399,7 +403,7 @@ TEST(Application, CanBeWrittenInC) {
         *static_cast<std::string*>(context) += name + "="s + value + ";";
     };
     EXPECT_EQ(zuap_read_file(folder.path("settings_xml.txt").c_str(), take, &read), 0);
-    EXPECT_EQ(read, "mode=fast;target=21.5;");
+    EXPECT_EQ(read, "mode=fast;room=12345678901;target=21.5;");
     for (const auto& [path, error] :
          {std::pair("/nowhere", ENOENT), {"/dev/null", EAGAIN}, {"/tmp", EISDIR}, {"/dev/null/x", ENOTDIR}}) {
         EXPECT_EQ(zuap_read_file(path, take, &read), -1) << path;

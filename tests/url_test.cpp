@@ -33,7 +33,7 @@ TEST(Url, SplitsATextIntoItsComponents) {
         Row("//h/p", "|||h|-1|p|"), Row("http://h/p#x?a=#", "http|||h|-1|p#x|[a=#]"),
         Row("?a=1&b", "||||-1||[a=1]"), Row("?b&=v&&k=", "||||-1||[=v][k=]"),
         Row("?a=1&a=2", "||||-1||[a=2]"), Row("?a=1=2?3", "||||-1||[a=1=2?3]"),
-        Row("?q+r=a+b%2B", "||||-1||[q r=a b+]"), Row("/a+b", "||||-1|a+b|"));
+        Row("?q+r=a+b%2B", "||||-1||[q r=a b+]"), Row("s+://u+:p+@h+/a+b", "s+|u+|p+|h+|-1|a+b|"));
     for (const auto& [text, expected] : cases)
         EXPECT_EQ(components(url(String(text))), expected) << text;
     for (const char* const text :
