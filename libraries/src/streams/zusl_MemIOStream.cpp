@@ -45,8 +45,7 @@ MemIOStream::MemIOStream(const MemIOStream& other) : MemIOStream(other.capacity(
     copyContent(other);
 }
 
-// cppcheck-suppress operatorEqVarError ; openRecord and later belong to a write in progress, not to the
-// content
+// cppcheck-suppress operatorEqVarError ; openRecord and later belong to a write in progress
 MemIOStream& MemIOStream::operator=(const MemIOStream& other) {
     if (this == &other)
         return *this;
