@@ -176,6 +176,21 @@ struct Meddler : Unreliable {
     }
 };
 
+// Gives one raw object and then an empty one. Afterwards it keeps its block and returns false.
+struct RawSource : MemIOStream {
+    unsigned int left = 2;
+    unsigned char own[8] = {1};
+    bool readNextObject(unsigned char*& data, unsigned int& length) override {
+        data = own;
+        length = sizeof own;
+        if (left-- == 0)
+            return false;
+        data = new unsigned char[length = 12 * left];
+        seven.copy(reinterpret_cast<char*>(data), length);
+        return true;
+    }
+};
+
 const std::string meddlers = unhex("63 00 00 00 04 00 00 00 75 75 75 75");
 
 } // namespace
@@ -206,9 +221,13 @@ TEST(MemIOStream, AnObjectMayUseTheStreamItIsWrittenTo) {
                            [](MemIOStream& s) { s = MemIOStream(s); },
                            [](MemIOStream& s) { s = MemIOStream(); },
                            [](MemIOStream& s) { s.skip(), s.defrag(); },
+                           [](MemIOStream& s) {
+                               RawSource raw;
+                               s << static_cast<zusl::IStream&>(raw);
+                           },
                            [](MemIOStream& s) { writeBuffer(s, 0); }};
     for (const Act act : refused) {
-        MemIOStream stream;
+        MemIOStream stream(100); // has room
         stream << Integer(1) << Integer(7);
         EXPECT_EQ(failure([&] { stream.write(Meddler(stream, act)); }), notConverted);
         EXPECT_TRUE(stream.validate());
@@ -216,20 +235,7 @@ TEST(MemIOStream, AnObjectMayUseTheStreamItIsWrittenTo) {
 }
 
 TEST(MemIOStream, TransfersRawObjects) {
-    // One raw object and then an empty one. Afterwards the source keeps its block and returns false.
-    struct RawSource : MemIOStream {
-        unsigned int left = 2;
-        unsigned char own[8] = {1};
-        bool readNextObject(unsigned char*& data, unsigned int& length) override {
-            data = own;
-            length = sizeof own;
-            if (left-- == 0)
-                return false;
-            data = new unsigned char[length = 12 * left];
-            seven.copy(reinterpret_cast<char*>(data), length);
-            return true;
-        }
-    } source;
+    RawSource source;
     MemIOStream stream = rawStream(ending);
     zusl::IStream& input = source;
     stream << input << input << input; // the third block is not the stream's to release
