@@ -30,6 +30,12 @@ __attribute__((format(printf, 1, 2))) std::string formatted(const char* format, 
 
 } // namespace
 
+TEST(String, CopiesAStandardString) {
+    const std::string plain("a\0b"s);
+    String text("before");
+    EXPECT_EQ(text = plain, plain);
+}
+
 TEST(String, TreatsANullPointerAsEmptyText) {
     const char* const none = nullptr;
     EXPECT_EQ(String(none), "");

@@ -46,7 +46,8 @@ TEST(Url, PrintsWhatItHolds) {
     const auto cases = table(
         Row("", ""), Row("http://192.0.2.1:8080/a/b.html?x=1&y=2", "http://192.0.2.1:8080/a/b.html?x=1&y=2"),
         Row("http://u:p@h:0/x", "http://u:p@h:0/x"), Row("http://:p@h/x", "http://h/x"),
-        Row("?q=a+b", "?q=a b"), Row("?q=a%2Bb", "?q=a%2Bb"), Row("?b=2&a=1", "?a=1&b=2"),
+        Row("http://:80/x", "http://:80/x"), Row("?q=a+b", "?q=a b"), Row("?q=a%2Bb", "?q=a%2Bb"),
+        Row("?b=2&a=1", "?a=1&b=2"),
         Row("%3A://%40%3a%2f:%40%3A%2F@%40%3A%2F%3F/a%3Fb:@/?%3D%26%2B%3a=%3D%26%2B",
             "%3A://%40%3A%2F:%40%3A%2F@%40%3A%2F%3F/a%3Fb:@/?%3D%26%2B:==%26%2B"),
         Row("/100%25", "/100%25"));
