@@ -80,7 +80,7 @@ String String::fromFloat(float value, int decimals) {
 }
 
 String String::fromInteger(int value) {
-    std::array<char, 12> digits; // the sign and ten digits fit
+    std::array<char, 11> digits; // a sign and ten digits
     const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr;
     return String(std::string_view(digits.data(), static_cast<size_t>(end - digits.data())));
 }
