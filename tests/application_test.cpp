@@ -199,8 +199,9 @@ TEST(Setting, MatchesPatterns) {
                Row("a{2}b{1,}c{0,2}", "aab aabbcc", "ab aa aabccc"), Row("[a-z]*a", "a za aaa", "z ab"),
                Row("\\[", "[", "]"), Row("[^x]y", "ay éy", "xy y"), Row("[\\]\\-\\\\]", "] - \\", "x"),
                Row("\\d\\w", "1_ 2Z 33", "x1 1é"), Row(".", "é 漢", "ab  "),
-               Row("[α-ω]{1,3}", "α λογ", "a αααα"))) {
+               Row("[α-ω]{1,3}", "α λογ", "a αααα"), Row("é{1,65535}", "éé", "è"))) {
         const Setting setting = Setting::text("t", "").pattern(pattern);
+        EXPECT_EQ(setting.refusal(""), "") << pattern; // need not match
         for (const String& text : String(right).tokenize(" ", ""))
             EXPECT_EQ(setting.refusal(text), "") << pattern;
         for (const String& text : String(wrong).tokenize(" ", ""))
@@ -262,6 +263,13 @@ TEST(Application, PublishesTheValuesInUse) {
     }
     EXPECT_FALSE(folder.has("pid.cgi"));
     EXPECT_FALSE(folder.has("state.json"));
+}
+
+TEST(Application, PublishesThatItHasNoSettings) {
+    const HtmlFolder folder;
+    zuap::Application device(folder.path());
+    ASSERT_TRUE(device.start()) << device.error();
+    EXPECT_EQ(folder.read("state.json"), "{\"revision\": 1, \"settings\": [], \"refusals\": []}\n");
 }
 
 TEST(Application, AppliesValidValuesAtEachSignal) {
@@ -367,13 +375,14 @@ TEST(Application, CanBeWrittenInC) {
         setting.name = name;
         setting.initial = initial;
         setting.options = type == ZUAP_CHOICE ? options : nullptr;
-        setting.maximum_length = type == ZUAP_TEXT ? 10 : 0;
+        setting.maximum_length = name == "room"s ? 10 : 0;
         return zuap_add(device, &setting);
     };
     EXPECT_EQ(zuap_wait(device), -1);
     EXPECT_STREQ(zuap_error(device), "the application has not been started");
     EXPECT_EQ(add(ZUAP_NUMBER, "target", nullptr) + add(ZUAP_CHOICE, "mode", nullptr) +
-                  add(ZUAP_TEXT, "room", "Hall") + add(ZUAP_SWITCH, "eco", "on"),
+                  add(ZUAP_TEXT, "room", "Hall") + add(ZUAP_TEXT, "note", "x") +
+                  add(ZUAP_SWITCH, "eco", "on"),
               0);
     EXPECT_EQ(add(ZUAP_NUMBER, "target", nullptr), -1);
     EXPECT_NE(strstr(zuap_error(device), "zuap::Application::add() - target: the name is taken"), nullptr);
@@ -381,6 +390,7 @@ TEST(Application, CanBeWrittenInC) {
     EXPECT_STREQ(zuap_error(device), "");
     EXPECT_EQ(zuap_start(device), -1);
     EXPECT_GE(zuap_descriptor(device), 0);
+    EXPECT_EQ(zuap_next(device), ZUAP_NONE);
     EXPECT_STREQ(zuap_value(device, "mode"), "auto");
     EXPECT_EQ(zuap_value(device, nullptr), nullptr);
     EXPECT_EQ(zuap_is_on(device, "eco") + 10 * zuap_is_on(device, "room"), 1);
