@@ -1,15 +1,13 @@
 // The program's costs on a small device. In an application's directory "html":
 //
-//     small memory PROGRAM              locks memory until 16 MB are left, and posts forms while an
-//     application takes
-//                                       more and more of it. Prints "memory FREE HELD LENGTH CONFIRMED
-//                                       REFUSED UNANSWERED APPLICATION" for each kind of request, in KB and
-//                                       requests.
-//     small time PROGRAM FILE_SYSTEM    prints "time FILE_SYSTEM WRITE PROCESS UNSIGNALLED SAVE", mean
-//     microseconds: of
-//                                       truncating, writing and syncing a file; of a process that does
-//                                       nothing; of a save of the same text, without and with looking for the
-//                                       application.
+//     small memory PROGRAM
+//         locks memory until 16 MB are left, and posts forms while an application takes more and more of it.
+//         Prints "memory FREE HELD LENGTH CONFIRMED REFUSED UNANSWERED APPLICATION" for each kind of request,
+//         in KB and requests.
+//     small time PROGRAM FILE_SYSTEM
+//         prints "time FILE_SYSTEM WRITE PROCESS UNSIGNALLED SAVE", mean microseconds: of truncating, writing
+//         and syncing a file; of a process that does nothing; of a save of the same text, without and with
+//         looking for the application.
 //
 // As "app" it is the application; as "/nothing" it does nothing.
 #define _GNU_SOURCE
