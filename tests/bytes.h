@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <regex>
 #include <string>
 #include <sys/mman.h>
 #include <vector>
@@ -81,7 +80,12 @@ struct Unreliable : zusl::EndOfFile {
 // whole message.
 template <typename Action>
 std::string thrownIn(const std::string& file, Action action, const std::string& prefix = "") {
-    return std::regex_replace(thrown(action), std::regex("^" + file + " \\([1-9][0-9]*\\): " + prefix), "");
+    const std::string message = thrown(action), rest = "): " + prefix;
+    const size_t digits = file.size() + 2;
+    const size_t end = message.find_first_not_of("0123456789", digits);
+    const bool isLocated = message.compare(0, digits, file + " (") == 0 && end > digits &&
+                           message[digits] != '0' && message.compare(end, rest.size(), rest) == 0;
+    return isLocated ? message.substr(end + rest.size()) : message;
 }
 
 inline const char* const fromBinFailed = "zusl::Serializable::fromBin() - Failed!";

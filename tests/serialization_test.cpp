@@ -232,15 +232,17 @@ TEST(Serialization, MatchesTheExamplesOfTheDocument) {
         {"the stream with that integer", toBytes(stream)},
         {"the list of `ab`", toBytes(Texts{"ab"})},
         {"the empty list", toBytes(Texts())}};
-    const std::regex row("\\| (the .+) \\| ([0-9A-F ]+) \\|");
+    // Each row "| the ... | 01 02 ... |" of the document is an example.
     std::ifstream document(FORMATS_DOCUMENT);
-    std::smatch found;
-    for (std::string line; std::getline(document, line);)
-        if (std::regex_match(line, found, row)) {
-            const auto example = examples.extract(found[1]);
-            ASSERT_FALSE(example.empty()) << line;
-            EXPECT_EQ(unhex(found[2]), example.mapped()) << line;
-        }
+    for (std::string line; std::getline(document, line);) {
+        const size_t bar = line.find(" | ");
+        if (line.compare(0, 6, "| the ") != 0 ||
+            line.find_first_not_of("0123456789ABCDEF |", bar) != line.npos)
+            continue;
+        const auto example = examples.extract(line.substr(2, bar - 2));
+        ASSERT_FALSE(example.empty()) << line;
+        EXPECT_EQ(unhex(line.substr(bar + 3)), example.mapped()) << line;
+    }
     EXPECT_TRUE(examples.empty()) << examples.begin()->first;
 }
 
